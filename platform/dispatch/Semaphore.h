@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/dispatch/Signal.h"
+#include "platform/dispatch/Task.h"
+#include "platform/dispatch/WaitPoint.h"
+
+#include <atomic>
+#include <cstdint>
+
+namespace dispatch {
+
+/// A counting semaphore on which a task of one queue waits, and which any thread may signal. The waiting
+/// task is suspended; no thread is held.
+class Semaphore {
+  public:
+    /// `waiterQueue` is where `wait` is called; `count` the initial count, zero or more.
+    Semaphore(Queue& waiterQueue, std::int64_t count);
+    ~Semaphore();
+
+    /// Any thread, real-time ones included: takes no lock of ours, allocates nothing.
+    void signal() noexcept;
+
+    /// Takes one, at once or after waiting for at most `timeout`; false when none came. On the waiters'
+    /// queue, one task at a time. Throws `CancellationError`.
+    Task<bool> wait(Nanoseconds timeout);
+
+  private:
+    /// Shared with a signal that is under way when the semaphore goes.
+    struct State;
+    const std::shared_ptr<State> state_;
+    Queue& queue_;
+    Signal wakeUp_;
+};
+
+} // namespace dispatch

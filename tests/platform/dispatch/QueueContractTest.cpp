@@ -1,0 +1,204 @@
+// SPDX-License-Identifier: MIT
+#include "platform/dispatch/Debounce.h"
+#include "platform/dispatch/Semaphore.h"
+#include "platform/dispatch/TaskGroup.h"
+#include "platform/dispatch/real/RealRealm.h"
+#include "platform/dispatch/virtual/VirtualRealm.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <latch>
+#include <numeric>
+#include <thread>
+
+/// What every realm promises of its queues, run over both.
+namespace dispatch {
+namespace {
+
+using namespace std::chrono_literals;
+
+struct RealWorld {
+    RealRealm realm;
+    /// Runs the realm until `done` holds.
+    void runUntil(const std::function<bool()>& done) {
+        auto poll = std::make_shared<std::function<void()>>();
+        *poll = [this, done, again = std::weak_ptr(poll)] {
+            if (done())
+                realm.stop();
+            else
+                realm.mainQueue().asyncAfter(1ms, [again] {
+                    if (const auto next = again.lock())
+                        (*next)();
+                });
+        };
+        realm.mainQueue().async([poll] { (*poll)(); });
+        realm.run();
+    }
+};
+
+struct VirtualWorld {
+    VirtualRealm realm;
+    void runUntil(const std::function<bool()>& done) { ASSERT_TRUE(realm.advanceUntil(done, 1h)); }
+};
+
+template <typename World>
+class QueueContractTest : public testing::Test {
+  public:
+    World world;
+};
+
+using Worlds = testing::Types<RealWorld, VirtualWorld>;
+TYPED_TEST_SUITE(QueueContractTest, Worlds);
+
+TYPED_TEST(QueueContractTest, workRunsInOrderAndASynchronousCallTakesItsTurn) {
+    const auto queue = this->world.realm.makeQueue("serial");
+    std::vector<int> order;
+    for (int number = 0; number < 100; ++number)
+        queue->async([&order, number] { order.push_back(number); });
+    EXPECT_TRUE(queue->sync([&] { order.push_back(100); }));
+    std::vector<int> expected(101);
+    std::iota(expected.begin(), expected.end(), 0);
+    EXPECT_EQ(order, expected);
+}
+
+TYPED_TEST(QueueContractTest, aCancelledQueueDropsWorkAndLetsNoCallerWait) {
+    const auto queue = this->world.realm.makeQueue("serial");
+    std::atomic<int> ran = 0;
+    queue->sync([&] { ++ran; });
+    queue->cancel();
+    queue->async([&] { ++ran; });
+    EXPECT_FALSE(queue->sync([&] { ++ran; }));
+    EXPECT_EQ(ran, 1);
+}
+
+TYPED_TEST(QueueContractTest, aQueueMayBeDestroyedByItsOwnWork) {
+    auto queue = std::make_shared<std::unique_ptr<Queue>>(this->world.realm.makeQueue("own"));
+    std::atomic<bool> destroyed = false;
+    (*queue)->async([queue, &destroyed] {
+        queue->reset();
+        destroyed = true;
+    });
+    this->world.runUntil([&] { return destroyed.load(); });
+}
+
+TYPED_TEST(QueueContractTest, delayedWorkRunsInTheOrderOfItsDeadlinesAndNotWhenCancelled) {
+    Queue& main = this->world.realm.mainQueue();
+    const auto other = this->world.realm.makeQueue("other");
+    std::vector<int> order;
+    main.asyncAfter(30ms, [&] { order.push_back(3); });
+    main.asyncAfter(10ms, [&] { order.push_back(1); });
+    const auto cancelled = main.asyncAfter(15ms, [&] { order.push_back(-1); });
+    other->async([&] { main.asyncAfter(20ms, [&] { order.push_back(2); }); });
+    cancelled->cancel();
+    this->world.runUntil([&] { return order.size() == 3; });
+    EXPECT_EQ(order, (std::vector{1, 2, 3}));
+}
+
+TYPED_TEST(QueueContractTest, aBurstOfTouchesActsOnceAfterTheQuietTime) {
+    Queue& main = this->world.realm.mainQueue();
+    int acted = 0;
+    HostTime lastTouch{};
+    HostTime actedAt{};
+    Debounce debounce(main, 50ms, [&] {
+        ++acted;
+        actedAt = main.clock().now();
+    });
+    for (int touch = 0; touch < 5; ++touch)
+        main.asyncAfter(touch * 20ms, [&] {
+            lastTouch = main.clock().now();
+            debounce.touch();
+        });
+    this->world.runUntil([&] { return acted > 0; });
+    EXPECT_EQ(acted, 1);
+    EXPECT_GE(actedAt - lastTouch, 50ms);
+}
+
+TYPED_TEST(QueueContractTest, aSignalRaisedInABurstRunsItsHandlerAtLeastOnceAfterTheLastRaise) {
+    const auto queue = this->world.realm.makeQueue("handler");
+    int produced = 0;
+    std::atomic<int> seen = 0;
+    Lock lock;
+    Signal signal(*queue, [&] {
+        const LockGuard guard(lock);
+        seen = produced;
+    });
+    for (int count = 0; count < 1000; ++count) {
+        {
+            const LockGuard guard(lock);
+            ++produced;
+        }
+        signal.raise();
+    }
+    this->world.runUntil([&] { return seen == 1000; });
+    queue->sync([] {});
+}
+
+Task<> takeAll(Semaphore& semaphore, int& taken, bool& ended) {
+    for (;;) {
+        const bool came = co_await semaphore.wait(200ms);
+        if (!came)
+            break;
+        ++taken;
+    }
+    ended = true;
+}
+
+TYPED_TEST(QueueContractTest, noSignalOfASemaphoreIsLostOrCountedTwice) {
+    const auto queue = this->world.realm.makeQueue("waiter");
+    auto semaphore = std::make_unique<Semaphore>(*queue, 3);
+    auto tasks = std::make_unique<TaskGroup>(*queue);
+    int taken = 0;
+    bool ended = false;
+    queue->sync([&] { tasks->spawn(takeAll(*semaphore, taken, ended)); });
+    for (int count = 0; count < 10'000; ++count)
+        semaphore->signal();
+    std::atomic<bool> done = false;
+    this->world.runUntil([&] {
+        queue->sync([&] { done = ended && tasks->running() == 0; });
+        return done.load();
+    });
+    EXPECT_EQ(taken, 10'003);
+    queue->sync([&] { tasks.reset(); });
+}
+
+TEST(RealQueueTest, manyThreadsMayUseOneQueueAtOnce) {
+    RealRealm realm;
+    const auto queue = realm.makeQueue("shared");
+    int counter = 0; // owned by the queue: only its seriality keeps this from being a race
+    Signal signal(*queue, [&] { ++counter; });
+    std::vector<std::thread> threads;
+    for (int index = 0; index < 4; ++index)
+        threads.emplace_back([&] {
+            for (int round = 0; round < 2000; ++round) {
+                queue->async([&] { ++counter; });
+                queue->sync([&] { ++counter; });
+                signal.raise();
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    queue->sync([&] { EXPECT_GE(counter, 16'000); });
+}
+
+TEST(RealQueueTest, cancellingWhileCallersWaitReleasesThemAll) {
+    RealRealm realm;
+    for (int round = 0; round < 50; ++round) {
+        const auto queue = realm.makeQueue("cancelled");
+        std::latch started(3);
+        std::vector<std::thread> callers;
+        for (int caller = 0; caller < 3; ++caller)
+            callers.emplace_back([&] {
+                started.count_down();
+                while (queue->sync([] {}))
+                    continue;
+            });
+        started.wait();
+        queue->cancel();
+        for (std::thread& caller : callers)
+            caller.join();
+    }
+}
+
+} // namespace
+} // namespace dispatch
