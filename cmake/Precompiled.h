@@ -4,6 +4,7 @@
 // The headers whose parsing dominates a build. Included for every source file by the build system; a source
 // file still includes what it uses, so that it also compiles without this.
 
+#include <fmt/format.h>
 #include <boost/asio/any_io_executor.hpp>
 #include <boost/asio/as_tuple.hpp>
 #include <boost/asio/awaitable.hpp>
@@ -24,7 +25,6 @@
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/json.hpp>
-#include <fmt/format.h>
 
 #include <algorithm>
 #include <array>

@@ -34,6 +34,5 @@ else()
     target_compile_options(house_warnings INTERFACE
         -Wnull-dereference
         -Winconsistent-missing-override
-        -Wthread-safety
-        -Wthread-safety-beta)
+        -Wthread-safety)
 endif()

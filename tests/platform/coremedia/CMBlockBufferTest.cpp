@@ -1,0 +1,250 @@
+// SPDX-License-Identifier: MIT
+#include "platform/coremedia/CMBlockBuffer.h"
+
+#include "tests/platform/coremedia/CountingAllocator.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace coremedia {
+namespace {
+
+using Buffer = std::shared_ptr<CMBlockBuffer>;
+
+constexpr auto kNow = CMBlockBufferFlags::assureMemoryNow;
+constexpr auto kLater = CMBlockBufferFlags::none;
+constexpr std::size_t kSizeMax = std::numeric_limits<std::size_t>::max();
+
+Buffer emptyBuffer(std::size_t capacity = 1) {
+    Buffer buffer;
+    EXPECT_EQ(CMBlockBufferCreateEmpty(capacity, kLater, buffer), noErr);
+    return buffer;
+}
+
+Buffer bufferOf(const std::string& text) {
+    Buffer buffer;
+    EXPECT_EQ(CMBlockBufferCreateWithMemoryBlock(text.size(), kNow, buffer), noErr);
+    EXPECT_EQ(CMBlockBufferReplaceDataBytes(text.data(), buffer, 0, text.size()), noErr);
+    return buffer;
+}
+
+std::string contents(const Buffer& buffer) {
+    std::string text(CMBlockBufferGetDataLength(*buffer), '?');
+    EXPECT_EQ(CMBlockBufferCopyDataBytes(*buffer, 0, text.size(), text.data()), noErr);
+    return text;
+}
+
+// The same bytes by way of the accessor that does not copy, with a bar between ranges.
+std::string ranges(const Buffer& buffer) {
+    std::string text;
+    std::span<const std::byte> bytes;
+    for (std::size_t at = 0; at < CMBlockBufferGetDataLength(*buffer); at += bytes.size()) {
+        EXPECT_EQ(CMBlockBufferGetDataPointer(*buffer, at, bytes), noErr);
+        if (bytes.empty()) {
+            break;
+        }
+        text += at == 0 ? "" : "|";
+        text.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    }
+    return text;
+}
+
+TEST(CMBlockBufferTest, referencesShareMemoryAndOutliveTheirSource) {
+    Buffer source = bufferOf("abcdefgh");
+    const Buffer target = emptyBuffer();
+    ASSERT_EQ(CMBlockBufferAppendBufferReference(target, source, 6, 2, kLater), noErr);
+    ASSERT_EQ(CMBlockBufferAppendBufferReference(target, source, 0, 4, kLater), noErr);
+    EXPECT_EQ(ranges(target), "gh|abcd");
+
+    ASSERT_EQ(CMBlockBufferReplaceDataBytes("XY", source, 5, 2), noErr);
+    EXPECT_EQ(contents(target), "Yhabcd") << "a write to the source must show";
+    ASSERT_EQ(CMBlockBufferReplaceDataBytes("123", target, 1, 3), noErr);
+    EXPECT_EQ(contents(source), "23cdeXY1") << "a write across references must reach each block";
+
+    source.reset();
+    EXPECT_EQ(contents(target), "Y123cd");
+}
+
+TEST(CMBlockBufferTest, referencesToReferencesSliceEverySegmentRight) {
+    // Seven segments of growing length, hence some inline and some not; every range of them is taken.
+    const Buffer source = emptyBuffer();
+    std::string text;
+    for (std::size_t length = 1; length <= 7; ++length) {
+        const std::string part(length, static_cast<char>('a' + length));
+        ASSERT_EQ(CMBlockBufferAppendBufferReference(source, bufferOf(part), 0, length, kLater), noErr);
+        text += part;
+    }
+    for (std::size_t offset = 0; offset < text.size(); ++offset) {
+        for (std::size_t length = 1; length <= text.size() - offset; ++length) {
+            const Buffer target = emptyBuffer(length % 9);
+            ASSERT_EQ(CMBlockBufferAppendBufferReference(target, source, offset, length, kLater), noErr);
+            ASSERT_EQ(contents(target), text.substr(offset, length)) << offset << '+' << length;
+            std::string copied(length, '?');
+            ASSERT_EQ(CMBlockBufferCopyDataBytes(*source, offset, length, copied.data()), noErr);
+            ASSERT_EQ(copied, text.substr(offset, length)) << offset << '+' << length;
+        }
+    }
+}
+
+TEST(CMBlockBufferTest, laterAppendsToTheSourceDoNotGrowItsReferences) {
+    const Buffer source = bufferOf("ab");
+    const Buffer target = emptyBuffer();
+    ASSERT_EQ(CMBlockBufferAppendBufferReference(target, source, 0, 2, kLater), noErr);
+    ASSERT_EQ(CMBlockBufferAppendBufferReference(source, bufferOf("cd"), 0, 2, kLater), noErr);
+    EXPECT_EQ(ranges(source), "ab|cd");
+    EXPECT_EQ(contents(target), "ab");
+    // Each now refers to the other's block; the leak checker tells if that made a cycle.
+    ASSERT_EQ(CMBlockBufferAppendBufferReference(source, target, 0, 2, kLater), noErr);
+    EXPECT_EQ(contents(source), "abcdab");
+    EXPECT_EQ(CMBlockBufferAppendBufferReference(source, source, 0, 2, kLater),
+              kCMBlockBufferBadPointerParameterErr);
+}
+
+TEST(CMBlockBufferTest, badRangesAreRefusedByEveryOperationWithoutAChange) {
+    struct Case {
+        std::size_t offset;
+        std::size_t length;
+        OSStatus expected;
+    };
+    const Case cases[] = {
+        {4, 1, kCMBlockBufferBadOffsetParameterErr},        {5, 1, kCMBlockBufferBadOffsetParameterErr},
+        {kSizeMax, 2, kCMBlockBufferBadOffsetParameterErr}, {0, 0, kCMBlockBufferBadLengthParameterErr},
+        {0, 5, kCMBlockBufferBadLengthParameterErr},        {3, 2, kCMBlockBufferBadLengthParameterErr},
+        {1, kSizeMax, kCMBlockBufferBadLengthParameterErr},  // their sum wraps around to 0
+    };
+    const Buffer buffer = bufferOf("abcd");
+    const Buffer target = emptyBuffer();
+    char bytes[] = "unchanged";
+    for (const Case& test : cases) {
+        SCOPED_TRACE(testing::Message() << test.offset << '+' << test.length);
+        EXPECT_EQ(CMBlockBufferReplaceDataBytes("12345678", buffer, test.offset, test.length), test.expected);
+        EXPECT_EQ(CMBlockBufferCopyDataBytes(*buffer, test.offset, test.length, bytes), test.expected);
+        EXPECT_EQ(CMBlockBufferAppendBufferReference(target, buffer, test.offset, test.length, kNow),
+                  test.expected);
+    }
+    std::span<const std::byte> range;
+    EXPECT_EQ(CMBlockBufferGetDataPointer(*buffer, 4, range), kCMBlockBufferBadOffsetParameterErr);
+    EXPECT_EQ(CMBlockBufferGetDataPointer(*target, 0, range), kCMBlockBufferBadOffsetParameterErr);
+    EXPECT_EQ(contents(buffer), "abcd");
+    EXPECT_STREQ(bytes, "unchanged");
+    EXPECT_EQ(CMBlockBufferGetDataLength(*target), 0U);
+}
+
+TEST(CMBlockBufferTest, missingArgumentsAndImpossibleLengthsAreRefused) {
+    const Buffer buffer = bufferOf("abcd");
+    constexpr OSStatus kPointer = kCMBlockBufferBadPointerParameterErr;
+    EXPECT_EQ(CMBlockBufferReplaceDataBytes(nullptr, buffer, 0, 1), kPointer);
+    EXPECT_EQ(CMBlockBufferReplaceDataBytes("X", nullptr, 0, 1), kPointer);
+    EXPECT_EQ(CMBlockBufferCopyDataBytes(*buffer, 0, 1, nullptr), kPointer);
+    EXPECT_EQ(CMBlockBufferAppendBufferReference(nullptr, buffer, 0, 1, kLater), kPointer);
+    EXPECT_EQ(CMBlockBufferAppendBufferReference(buffer, nullptr, 0, 1, kLater), kPointer);
+
+    for (const std::size_t length : {std::size_t{0}, kCMBlockBufferMaximumLength + 1, kSizeMax}) {
+        Buffer out = buffer;
+        EXPECT_EQ(CMBlockBufferCreateWithMemoryBlock(length, kNow, out), kCMBlockBufferBadLengthParameterErr);
+        EXPECT_EQ(out, nullptr) << "a stale result must not survive a failure";
+    }
+    Buffer largest;
+    ASSERT_EQ(CMBlockBufferCreateWithMemoryBlock(kCMBlockBufferMaximumLength, kLater, largest), noErr);
+    EXPECT_EQ(CMBlockBufferAppendBufferReference(largest, buffer, 0, 1, kLater),
+              kCMBlockBufferBadLengthParameterErr);
+}
+
+TEST(CMBlockBufferTest, aBlockWithoutMemoryIsReadOnlyAfterItWasWrittenOrAssured) {
+    CountingAllocator allocator;
+    Buffer lazy;
+    ASSERT_EQ(CMBlockBufferCreateWithMemoryBlock(5, kLater, lazy, &allocator), noErr);
+    char byte = 'u';
+    std::span<const std::byte> range;
+    const Buffer target = emptyBuffer();
+    constexpr OSStatus kUnallocated = kCMBlockBufferUnallocatedBlockErr;
+    EXPECT_EQ(CMBlockBufferCopyDataBytes(*lazy, 0, 1, &byte), kUnallocated);
+    EXPECT_EQ(CMBlockBufferGetDataPointer(*lazy, 0, range), kUnallocated);
+    EXPECT_EQ(CMBlockBufferAppendBufferReference(target, lazy, 0, 1, kLater), kUnallocated);
+    EXPECT_EQ(allocator.requests(), 1U);
+
+    ASSERT_EQ(CMBlockBufferAppendBufferReference(target, lazy, 0, 5, kNow), noErr);
+    EXPECT_EQ(contents(target), std::string(5, '\0'));
+    ASSERT_EQ(CMBlockBufferReplaceDataBytes("xy", lazy, 1, 2), noErr);
+    EXPECT_EQ(contents(target), std::string("\0xy\0\0", 5)) << "the first write must not replace the memory";
+}
+
+TEST(CMBlockBufferTest, memoryIsAlignedForSamplesOfAnyType) {
+    for (const std::size_t length : {1U, 15U, 16U, 17U, 65536U}) {
+        Buffer buffer;
+        ASSERT_EQ(CMBlockBufferCreateWithMemoryBlock(length, kNow, buffer), noErr);
+        std::span<const std::byte> bytes;
+        ASSERT_EQ(CMBlockBufferGetDataPointer(*buffer, 0, bytes), noErr);
+        EXPECT_EQ(bytes.size(), length);
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(bytes.data()) % 16, 0U);
+        const std::vector<char> ones(length, 1);
+        ASSERT_EQ(CMBlockBufferReplaceDataBytes(ones.data(), buffer, 0, length), noErr);
+        EXPECT_EQ(bytes.back(), std::byte{1});
+    }
+}
+
+TEST(CMBlockBufferTest, eachFailingAllocationIsReportedAsWhatItWasFor) {
+    constexpr OSStatus kStructure = kCMBlockBufferStructureAllocationFailedErr;
+    constexpr OSStatus kBlock = kCMBlockBufferBlockAllocationFailedErr;
+    constexpr std::size_t kInline = CMBlockBuffer::kInlineReferences;
+    const auto make = [](auto create, CMAllocator& allocator, CMBlockBufferFlags flags, std::size_t size) {
+        Buffer out = emptyBuffer();
+        const OSStatus status = create(size, flags, out, &allocator);
+        EXPECT_EQ(out == nullptr, status != noErr);
+        return status;
+    };
+    struct Case {
+        std::size_t failing;
+        CMBlockBufferFlags flags;
+        OSStatus emptyOfFew, emptyOfMany, block;
+    };
+    const Case cases[] = {
+        {0, kLater, kStructure, kStructure, kStructure},
+        {0, kNow, kStructure, kStructure, kStructure},
+        {1, kLater, noErr, noErr, noErr},
+        {1, kNow, noErr, kStructure, kBlock},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(testing::Message() << "request " << test.failing);
+        CountingAllocator forFew(test.failing);
+        CountingAllocator forMany(test.failing);
+        CountingAllocator forBlock(test.failing);
+        EXPECT_EQ(make(CMBlockBufferCreateEmpty, forFew, test.flags, kInline), test.emptyOfFew);
+        EXPECT_EQ(make(CMBlockBufferCreateEmpty, forMany, test.flags, kInline + 1), test.emptyOfMany);
+        EXPECT_EQ(make(CMBlockBufferCreateWithMemoryBlock, forBlock, test.flags, 100), test.block);
+        EXPECT_EQ(forFew.liveBytes() + forMany.liveBytes() + forBlock.liveBytes(), 0U);
+    }
+    CountingAllocator unlimited;
+    EXPECT_EQ(make(CMBlockBufferCreateEmpty, unlimited, kNow, kSizeMax), kStructure)
+        << "a size that overflows must not wrap";
+}
+
+TEST(CMBlockBufferTest, aFailedGrowthLeavesBothBuffersAsTheyWere) {
+    CountingAllocator lazyAllocator(1);
+    CountingAllocator listAllocator(1);
+    Buffer lazy;
+    Buffer target;
+    ASSERT_EQ(CMBlockBufferCreateWithMemoryBlock(3, kLater, lazy, &lazyAllocator), noErr);
+    ASSERT_EQ(CMBlockBufferCreateEmpty(1, kLater, target, &listAllocator), noErr);
+    EXPECT_EQ(CMBlockBufferReplaceDataBytes("abc", lazy, 0, 3), kCMBlockBufferBlockAllocationFailedErr);
+    EXPECT_FALSE(CMBlockBufferHasAllMemory(*lazy));
+    ASSERT_EQ(CMBlockBufferReplaceDataBytes("abc", lazy, 0, 3), noErr) << "a later attempt must be possible";
+
+    for (std::size_t count = 0; count < CMBlockBuffer::kInlineReferences; ++count) {
+        ASSERT_EQ(CMBlockBufferAppendBufferReference(target, lazy, 0, 1, kLater), noErr);
+    }
+    EXPECT_EQ(CMBlockBufferAppendBufferReference(target, lazy, 0, 1, kLater),
+              kCMBlockBufferStructureAllocationFailedErr);
+    EXPECT_EQ(ranges(target), "a|a|a|a");
+    ASSERT_EQ(CMBlockBufferAppendBufferReference(target, lazy, 1, 2, kLater), noErr);
+    EXPECT_EQ(ranges(target), "a|a|a|a|bc");
+}
+
+}  // namespace
+}  // namespace coremedia
