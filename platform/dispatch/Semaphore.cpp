@@ -30,11 +30,15 @@ void Semaphore::signal() noexcept {
 }
 
 Task<bool> Semaphore::wait(Nanoseconds timeout) {
-    const auto state = state_; // the semaphore may go while its last waiter unwinds
-    const HostTime deadline = queue_.clock().now() + timeout;
-    while (!state->tryTake())
-        if (!co_await state->point.wait(deadline))
+    return waitOn(state_, queue_.clock().now() + timeout);
+}
+
+Task<bool> Semaphore::waitOn(std::shared_ptr<State> state, HostTime deadline) {
+    while (!state->tryTake()) {
+        const bool signalled = co_await state->point.wait(deadline);
+        if (!signalled)
             co_return state->tryTake();
+    }
     co_return true;
 }
 

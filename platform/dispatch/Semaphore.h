@@ -21,13 +21,16 @@ class Semaphore {
     /// Any thread, real-time ones included: takes no lock of ours, allocates nothing.
     void signal() noexcept;
 
-    /// Takes one, at once or after waiting for at most `timeout`; false when none came. On the waiters'
-    /// queue, one task at a time. Throws `CancellationError`.
+    /// Takes one, at once or after waiting for at most `timeout` from this call on; false when none came. On
+    /// the waiters' queue, one task at a time. The semaphore may go before the result is awaited. Throws
+    /// `CancellationError`.
     Task<bool> wait(Nanoseconds timeout);
 
   private:
-    /// Shared with a signal that is under way when the semaphore goes.
+    /// Shared with a signal or a waiter that is under way when the semaphore goes.
     struct State;
+    static Task<bool> waitOn(std::shared_ptr<State> state, HostTime deadline);
+
     const std::shared_ptr<State> state_;
     Queue& queue_;
     Signal wakeUp_;
