@@ -1,0 +1,191 @@
+// SPDX-License-Identifier: MIT
+#include "platform/dispatch/virtual/VirtualRealm.h"
+#include "platform/foundation/DistributedNotificationCenter.h"
+#include "tests/platform/foundation/TemporaryDirectory.h"
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/local/datagram_protocol.hpp>
+
+#include <sys/wait.h>
+
+#include <vector>
+
+namespace foundation {
+namespace {
+
+namespace fs = std::filesystem;
+using Journal = std::vector<std::string>;
+using Protocol = boost::asio::local::datagram_protocol;
+
+class DistributedNotificationCenterTest : public testing::Test {
+protected:
+    std::unique_ptr<DistributedNotificationCenter> makeCenter() {
+        return std::make_unique<DistributedNotificationCenter>(
+            realm.mainQueue(), runtime, [this](const std::string& line) { reports.push_back(line); });
+    }
+
+    auto noteIn(Journal& journal) {
+        return [&journal](const DistributedNotification& heard) {
+            journal.push_back(heard.name + " " + heard.object.value_or("-"));
+        };
+    }
+
+    /// Files in the directory where centres register.
+    Journal registered() {
+        Journal files;
+        for (const auto& entry : fs::directory_iterator(runtime.path() / "notifications")) {
+            files.push_back(entry.path().filename());
+        }
+        return files;
+    }
+
+    Protocol::socket connectedToOnlyCenter() {
+        Protocol::socket socket(io);
+        const RuntimeDirectory directory = runtime.subdirectory("notifications");
+        socket.connect(Protocol::endpoint(directory.socketPathOfComponent(registered().at(0))));
+        return socket;
+    }
+
+    const TemporaryDirectory root;
+    const RuntimeDirectory runtime{root.path()};
+    dispatch::VirtualRealm realm;
+    boost::asio::io_context io;
+    Journal reports;
+};
+
+TEST_F(DistributedNotificationCenterTest, everyCenterHearsAPostInOrderItsSenderToo) {
+    const auto here = makeCenter();
+    const auto there = makeCenter();
+    const auto queue = realm.makeQueue("observer");
+    Journal heardHere, heardThere, heardFiltered;
+    const auto all = here->observe("Name", std::nullopt, realm.mainQueue(), noteIn(heardHere));
+    const auto other = here->observe("Other", std::nullopt, realm.mainQueue(), noteIn(heardHere));
+    const auto far = there->observe("Name", std::nullopt, *queue, noteIn(heardThere));
+    const auto filtered = there->observe("Name", "K\xC3\xBC\"che", *queue, noteIn(heardFiltered));
+    here->post("Name", "K\xC3\xBC\"che");
+    here->post("Name", "");
+    here->post("Name");
+    EXPECT_TRUE(heardHere.empty()) << "delivered while posting";
+    realm.settle();
+    EXPECT_EQ(heardHere, (Journal{"Name K\xC3\xBC\"che", "Name ", "Name -"}));
+    EXPECT_EQ(heardThere, heardHere);
+    EXPECT_EQ(heardFiltered, (Journal{"Name K\xC3\xBC\"che"}));
+    EXPECT_EQ(reports, Journal{});
+}
+
+TEST_F(DistributedNotificationCenterTest, endedSubscriptionsAndCentersHearNothingAndLeaveNoSocket) {
+    const auto here = makeCenter();
+    auto there = makeCenter();
+    Journal heard;
+    Subscription ended = here->observe("Name", std::nullopt, realm.mainQueue(), noteIn(heard));
+    const auto gone = there->observe("Name", std::nullopt, realm.mainQueue(), noteIn(heard));
+    here->post("Name");
+    ended.cancel();
+    there.reset();
+    realm.settle();
+    EXPECT_EQ(heard, Journal{});
+    EXPECT_EQ(registered().size(), 1U);
+}
+
+TEST_F(DistributedNotificationCenterTest, theSocketOfADeadProcessIsRemovedAndNothingElseIs) {
+    const auto center = makeCenter();
+    const fs::path directory = runtime.path() / "notifications";
+    Protocol::socket dead(
+        io, Protocol::endpoint(runtime.subdirectory("notifications").socketPathOfComponent("dead")));
+    dead.close();
+    writeFile(directory / "no socket", "kept");
+    fs::create_symlink("/dev/null", directory / "link");
+    Journal heard;
+    const auto observer = center->observe("Name", std::nullopt, realm.mainQueue(), noteIn(heard));
+    center->post("Name");
+    realm.settle();
+    EXPECT_EQ(heard.size(), 1U);
+    EXPECT_FALSE(fs::exists(directory / "dead"));
+    EXPECT_EQ(registered().size(), 3U);
+    EXPECT_EQ(reports, Journal{});
+}
+
+TEST_F(DistributedNotificationCenterTest, aFullReceiverMissesWhatIsReportedAndOnlyThat) {
+    constexpr std::size_t more = 20000;  // than any kernel is set to hold
+    const auto center = makeCenter();
+    Journal heard;
+    const auto observer = center->observe("Name", std::nullopt, realm.mainQueue(), noteIn(heard));
+    std::size_t posts = 0;
+    while (reports.empty() && posts < more) {
+        center->post("Name");
+        ++posts;
+    }
+    ASSERT_EQ(reports.size(), 1U);
+    EXPECT_NE(reports[0].find("full"), std::string::npos) << reports[0];
+    realm.settle();
+    EXPECT_EQ(heard.size(), posts - 1);
+    center->post("Name", "after");
+    realm.settle();
+    EXPECT_EQ(heard.back(), "Name after");
+}
+
+TEST_F(DistributedNotificationCenterTest, damagedDatagramsAreDroppedReportedOnceAndDisturbNothing) {
+    const auto center = makeCenter();
+    Journal heard;
+    const auto observer = center->observe("Name", std::nullopt, realm.mainQueue(), noteIn(heard));
+    auto socket = connectedToOnlyCenter();
+    const std::string good = R"({"object":"x","more":[1],"name":"Name","version":1})";
+    for (const std::string& bad :
+         {std::string(), std::string("x"), std::string("[]"), std::string(R"({"version":1})"),
+          std::string(R"({"version":2,"name":"Name"})"), std::string(R"({"name":"Name"})"),
+          std::string(R"({"version":1,"name":""})"), std::string(R"({"version":1,"name":["Name"]})"),
+          std::string(R"({"version":1,"name":"Name","object":1})"), good.substr(0, good.size() - 1),
+          good + std::string(DistributedNotificationCenter::maximumDatagram, ' '),
+          R"({"version":1,"name":"Name","more":)" + std::string(20, '[') + std::string(20, ']') + "}"}) {
+        socket.send(boost::asio::buffer(bad));
+        realm.settle();
+    }
+    EXPECT_EQ(heard, Journal{});
+    EXPECT_EQ(reports.size(), 1U);
+    socket.send(boost::asio::buffer(good));
+    realm.settle();
+    EXPECT_EQ(heard, Journal{"Name x"});
+}
+
+TEST_F(DistributedNotificationCenterTest, aPostThatIsTooLargeIsReportedAndTheLargestArrives) {
+    const auto center = makeCenter();
+    Journal heard;
+    const auto observer = center->observe("N", std::nullopt, realm.mainQueue(), noteIn(heard));
+    const std::size_t around = std::string_view(R"({"version":1,"name":"N","object":""})").size();
+    const std::string largest(DistributedNotificationCenter::maximumDatagram - around, 'x');
+    center->post("N", largest);
+    center->post("N", largest + "x");
+    realm.settle();
+    EXPECT_EQ(heard, Journal{"N " + largest});
+    EXPECT_EQ(reports.size(), 1U);
+}
+
+TEST_F(DistributedNotificationCenterTest, aDatagramOfAnotherUserIsDropped) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can become another user";
+    }
+    const auto center = makeCenter();
+    Journal heard;
+    const auto observer = center->observe("Name", std::nullopt, realm.mainQueue(), noteIn(heard));
+    auto socket = connectedToOnlyCenter();
+    const std::string_view datagram = R"({"version":1,"name":"Name"})";
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        const bool sent = setresuid(65534, 65534, 65534) == 0 &&
+                          send(socket.native_handle(), datagram.data(), datagram.size(), 0) > 0;
+        _exit(sent ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_EQ(status, 0);
+    realm.settle();
+    EXPECT_EQ(heard, Journal{});
+    EXPECT_EQ(reports.size(), 1U);
+    socket.send(boost::asio::buffer(datagram));
+    realm.settle();
+    EXPECT_EQ(heard.size(), 1U);
+}
+
+}  // namespace
+}  // namespace foundation

@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: MIT
+#include "platform/foundation/Observable.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <set>
+#include <thread>
+#include <vector>
+
+namespace foundation {
+namespace {
+
+TEST(ObservableTest, onlyRealChangesAreToldAndTheInitialValueOnlyOnRequest) {
+    Observable<double> volume(0.5);
+    std::vector<double> told, toldFromStart;
+    const auto observer = volume.observe([&](double value) { told.push_back(value); });
+    auto second = volume.observe([&](double value) { toldFromStart.push_back(value); }, Initial::deliver);
+    EXPECT_EQ(toldFromStart, std::vector{0.5});
+    EXPECT_FALSE(volume.set(0.5));
+    EXPECT_TRUE(volume.set(0.25));
+    second.cancel();
+    EXPECT_TRUE(volume.set(0.75));
+    EXPECT_EQ(told, (std::vector{0.25, 0.75}));
+    EXPECT_EQ(toldFromStart, (std::vector{0.5, 0.25}));
+}
+
+TEST(ObservableTest, aSetIsChangedInPlaceInOneStep) {
+    Observable<std::set<int>> processes;
+    std::vector<std::set<int>> told;
+    const auto observer = processes.observe([&](const std::set<int>& value) { told.push_back(value); });
+    EXPECT_TRUE(processes.update([](std::set<int>& value) { value.insert(7); }));
+    EXPECT_FALSE(processes.update([](std::set<int>& value) { value.insert(7); }));
+    EXPECT_TRUE(processes.update([](std::set<int>& value) { value.clear(); }));
+    EXPECT_EQ(told, (std::vector<std::set<int>>{{7}, {}}));
+}
+
+// Interleaves: the first observer changes the value while it is told of a change.
+TEST(ObservableTest, aChangeMadeByAnObserverReachesAllInTheOrderOfTheChanges) {
+    Observable<int> value(0);
+    std::vector<int> told, toldLate;
+    Subscription late;
+    const auto corrector = value.observe([&](int now) {
+        if (now == 10) {
+            value.set(5);
+            EXPECT_EQ(value.get(), 5);
+            late = value.observe([&](int later) { toldLate.push_back(later); });
+        }
+    });
+    const auto observer = value.observe([&](int now) { told.push_back(now); });
+    value.set(10);
+    EXPECT_EQ(told, (std::vector{10, 5}));
+    EXPECT_TRUE(toldLate.empty()) << "told of a change from before it observed";
+}
+
+TEST(ObservableTest, anObserverMayEndAnotherAndDestroyTheObservedObject) {
+    auto value = std::make_unique<Observable<int>>(0);
+    int others = 0;
+    Subscription other;
+    const auto destroyer = value->observe([&](int) {
+        other.cancel();
+        value.reset();
+    });
+    other = value->observe([&](int) { ++others; });
+    value->set(1);
+    EXPECT_EQ(value, nullptr);
+    EXPECT_EQ(others, 0);
+}
+
+TEST(ObservableTest, twoSettersAreToldOneAfterTheOtherInTheOrderOfTheirChanges) {
+    constexpr int changes = 2000;
+    Observable<int> value(0);
+    std::vector<int> told;  // guarded by the promise under test: never two calls at once
+    std::atomic<bool> inside = false;
+    const auto observer = value.observe([&](int now) {
+        EXPECT_FALSE(inside.exchange(true));
+        told.push_back(now);
+        inside = false;
+    });
+    const auto setter = [&] {
+        for (int change = 0; change < changes; ++change) {
+            const auto brief = value.observe([](int) {}, Initial::deliver);
+            value.update([](int& now) { ++now; });
+        }
+    };
+    std::thread one(setter), two(setter);
+    one.join();
+    two.join();
+    ASSERT_EQ(told.size(), 2U * changes);
+    for (int change = 0; change < 2 * changes; ++change) {
+        ASSERT_EQ(told[change], change + 1);
+    }
+}
+
+}  // namespace
+}  // namespace foundation
