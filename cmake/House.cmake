@@ -8,9 +8,9 @@
 #   house_bench(HTMixQueueBench SOURCES HTMixQueueBench.cpp DEPENDS platform_lmn)
 #   house_fuzzer(Base64Fuzzer SOURCES Base64Fuzzer.cpp DEPENDS platform_foundation)
 #
-# Names of DEPENDS: targets of the house, or the house:: names of Dependencies.cmake; house::asio, house::json and
-# house::fmt come with every target. The include root is the root of the tree. Programs and tests end up in bin/ of
-# the build directory, benches in bin/bench/, fuzzers in bin/fuzz/.
+# Names of DEPENDS: targets of the house, or the house:: names of Dependencies.cmake; house::asio, house::json
+# and house::fmt come with every target. The include root is the root of the tree. Programs and tests end up
+# in bin/ of the build directory, benches in bin/bench/, fuzzers in bin/fuzz/.
 
 include_guard(GLOBAL)
 include(GoogleTest)

@@ -1,0 +1,207 @@
+// SPDX-License-Identifier: MIT
+#include "bench/mirrorlab/RunCommand.h"
+
+#include "bench/mirrorlab/Lab.h"
+#include "bench/mirrorlab/SourceSound.h"
+
+#include "platform/airplay/embedded/ReceiversFile.h"
+#include "platform/dispatch/real/RealRealm.h"
+#include "platform/dispatch/virtual/VirtualRealm.h"
+#include "platform/lmn/LMNLogWriter.h"
+
+#include <boost/json/serialize.hpp>
+#include <fmt/format.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+#include <system_error>
+
+namespace mirrorlab {
+namespace {
+
+using namespace std::chrono_literals;
+
+/// Virtual time between two lines of progress, and the longest that a run may take beyond its sound.
+constexpr auto virtualStep = 10min;
+constexpr auto longestRun = std::chrono::hours(24 * 365);
+
+class File {
+  public:
+    explicit File(const std::filesystem::path& path)
+        : descriptor_(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644)) {
+        if (descriptor_ < 0)
+            throw std::system_error(errno, std::generic_category(), path.string());
+    }
+    ~File() { ::close(descriptor_); }
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+    int descriptor() const { return descriptor_; }
+
+  private:
+    const int descriptor_;
+};
+
+std::vector<airplay::ReceiverEntry> receiversOf(const LabOptions& options) {
+    if (options.receiversFile)
+        return airplay::ReceiversFile::read(*options.receiversFile);
+    const auto entry = [&](const char* name, const char* id, const char* file) {
+        return airplay::ReceiverEntry{.description = {.name = name, .identifier = id, .txt = {}},
+                                      .file = options.output / file};
+    };
+    return {entry("Kitchen", "A1:B2:C3:D4:E5:F6", "kitchen.wav"),
+            entry("Living room", "A1:B2:C3:D4:E5:F7", "living-room.wav")};
+}
+
+/// Checks what can be checked before anything is played.
+void checkSound(const LabOptions& options) {
+    SourceSound::open({.files = options.soundFiles});
+}
+
+void showProgress(Lab& lab, double elapsed) {
+    const bool terminal = ::isatty(STDERR_FILENO) == 1;
+    fmt::print(stderr, "{}{:.0f} s of sound in {:.0f} s, {} late cycles{}", terminal ? "\r" : "", lab.progress(), elapsed,
+               lab.lateCycles(), terminal ? "   " : "\n");
+    std::fflush(stderr);
+}
+
+/// Between two lines of progress, real time.
+dispatch::Nanoseconds progressPeriod() {
+    return ::isatty(STDERR_FILENO) == 1 ? 1s : 10s;
+}
+
+struct Outcome {
+    Report report;
+    std::optional<int> playerStatus;
+};
+
+Outcome runReal(dispatch::RealRealm& realm, LabLog& log, const LabOptions& options,
+                std::vector<airplay::ReceiverEntry> receivers) {
+    Outcome outcome;
+    std::unique_ptr<Lab> lab;
+    std::unique_ptr<dispatch::Timer> progress;
+    dispatch::Queue& main = realm.mainQueue();
+    const dispatch::HostTime start = realm.clock().now();
+    const auto elapsed = [&] { return dispatch::toSeconds(realm.clock().now() - start); };
+    std::exception_ptr failure;
+    const auto conclude = [&] {
+        outcome.playerStatus = lab->playerStatus();
+        outcome.report = lab->conclude(elapsed());
+        progress.reset();
+        lab.reset();
+        realm.stop();
+    };
+    main.async([&] {
+        try {
+            lab = std::make_unique<Lab>(realm, log, options, std::move(receivers), [&] { main.async(conclude); });
+            progress = std::make_unique<dispatch::Timer>(main, [&] {
+                showProgress(*lab, elapsed());
+                progress->armAfter(progressPeriod());
+            });
+            progress->armAfter(progressPeriod());
+            lab->start();
+        } catch (...) {
+            failure = std::current_exception();
+            progress.reset();
+            realm.stop();
+        }
+    });
+    realm.run();
+    if (failure)
+        std::rethrow_exception(failure);
+    return outcome;
+}
+
+Outcome runVirtual(dispatch::VirtualRealm& realm, LabLog& log, const LabOptions& options,
+                   std::vector<airplay::ReceiverEntry> receivers) {
+    const dispatch::RealRealm stopwatch;
+    const dispatch::HostTime start = stopwatch.clock().now();
+    const auto elapsed = [&] { return dispatch::toSeconds(stopwatch.clock().now() - start); };
+    Outcome outcome;
+    std::unique_ptr<Lab> lab;
+    bool finished = false;
+    const auto onMain = [&](auto work) { realm.mainQueue().sync(work); };
+    onMain([&] {
+        lab = std::make_unique<Lab>(realm, log, options, std::move(receivers), [&] { finished = true; });
+        lab->start();
+    });
+    for (auto virtualTime = 0min; !finished && virtualTime < longestRun; virtualTime += virtualStep) {
+        realm.advanceUntil([&] { return finished; }, virtualStep);
+        showProgress(*lab, elapsed());
+    }
+    onMain([&] {
+        outcome.playerStatus = lab->playerStatus();
+        outcome.report = lab->conclude(elapsed());
+        if (const auto digest = lab->digest())
+            log.note(fmt::format("digest of the sound {:016x}", *digest));
+        lab.reset();
+    });
+    realm.settle();
+    return outcome;
+}
+
+void tell(const Outcome& outcome, const LabOptions& options) {
+    fmt::print(stderr, "\n");
+    const std::string json = boost::json::serialize(outcome.report.toJson()) + "\n";
+    if (options.jsonReport == "-") {
+        fmt::print("{}", json);
+        return;
+    }
+    fmt::print("{}", outcome.report.toText());
+    if (options.jsonReport)
+        std::ofstream(*options.jsonReport) << json;
+}
+
+template <typename Realm, typename Run>
+Outcome withLog(Realm& realm, const LabOptions& options, Run runLab) {
+    const File logFile(options.output / "mirrorlab.log");
+    lmn::LMNLogWriter writer(realm, logFile.descriptor());
+    LabLog log(realm.clock(), writer, options.journal);
+    const lmn::LMNLogInstallation installation(log);
+    return runLab(realm, log, options, receiversOf(options));
+}
+
+ExitStatus statusOf(const Outcome& outcome) {
+    if (outcome.playerStatus.value_or(0) != 0) {
+        fmt::print(stderr, "mirrorlab: the player ended with status {}\n", *outcome.playerStatus);
+        return exitSoftware;
+    }
+    return outcome.report.verdict().perfect ? exitPerfect : exitImperfect;
+}
+
+Outcome runLab(const LabOptions& options) {
+    if (options.mode == RunMode::realTime) {
+        dispatch::RealRealm realm;
+        return withLog(realm, options, runReal);
+    }
+    dispatch::VirtualRealm realm;
+    return withLog(realm, options, runVirtual);
+}
+
+} // namespace
+
+ExitStatus run(const LabOptions& options) {
+    try {
+        receiversOf(options);
+        checkSound(options);
+    } catch (const std::exception& error) {
+        fmt::print(stderr, "mirrorlab: {}\n", error.what());
+        return exitBadData;
+    }
+    try {
+        std::filesystem::create_directories(options.output);
+        const Outcome outcome = runLab(options);
+        tell(outcome, options);
+        return statusOf(outcome);
+    } catch (const std::system_error& error) {
+        fmt::print(stderr, "mirrorlab: {}\n", error.what());
+        return exitCannotCreate;
+    } catch (const std::exception& error) {
+        fmt::print(stderr, "mirrorlab: {}\n", error.what());
+        return exitSoftware;
+    }
+}
+
+} // namespace mirrorlab

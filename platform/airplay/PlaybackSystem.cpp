@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+#include "platform/airplay/PlaybackSystem.h"
+
+#include "platform/airplay/Playout.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace airplay {
+
+PlaybackSystem::PlaybackSystem(dispatch::Realm& realm, Report report)
+    : realm_(realm),
+      report_(std::move(report)),
+      playout_(std::make_shared<Playout>(realm)),
+      users_(std::make_shared<Route::Users>()) {}
+
+PlaybackSystem::~PlaybackSystem() { finish(); }
+
+bool PlaybackSystem::addReceiver(std::shared_ptr<Receiver> receiver) {
+    if (this->receiver(receiver->description().identifier) != nullptr) {
+        return false;
+    }
+    receivers_.push_back(std::move(receiver));
+    return true;
+}
+
+const std::vector<std::shared_ptr<Receiver>>& PlaybackSystem::receivers() const { return receivers_; }
+
+std::shared_ptr<Receiver> PlaybackSystem::receiver(std::string_view identifier) const {
+    const auto known = std::ranges::find_if(receivers_, [identifier](const auto& receiver) {
+        return receiver->description().identifier == identifier;
+    });
+    return known != receivers_.end() ? *known : nullptr;
+}
+
+std::unique_ptr<Route> PlaybackSystem::makeRoute() {
+    return std::make_unique<Route>(playout_, users_, realm_.mainQueue());
+}
+
+void PlaybackSystem::attach(std::shared_ptr<FrameSource> source, ProcessIdentifier process) {
+    playout_->attach(std::move(source), process);
+}
+
+void PlaybackSystem::detach(const std::shared_ptr<FrameSource>& source) { playout_->detach(source); }
+
+void PlaybackSystem::wake() noexcept { playout_->wake(); }
+
+void PlaybackSystem::finish() { playout_->finish(); }
+
+dispatch::Queue& PlaybackSystem::playoutQueue() const noexcept { return playout_->queue(); }
+
+}  // namespace airplay
