@@ -19,8 +19,9 @@ void LMNPacer::add(Stage stage, std::shared_ptr<PacedIO> io) {
     (stage == Stage::capture ? captures_ : renders_).push_back(std::move(io));
     if (!wasIdle)
         return;
-    origin_ = queue_.clock().now();
+    // A whole period ahead, so that whoever else was woken by the same sound is there for the first one.
     originPeriod_ = nextPeriod_;
+    origin_ = queue_.clock().now() + durationOf(1);
     armNext();
 }
 
@@ -69,7 +70,7 @@ void LMNPacer::giveUpPeriods(dispatch::HostTime now) {
 }
 
 void LMNPacer::noteLateness(dispatch::Nanoseconds lateness) {
-    if (lateness > dueTime(1) - dueTime(0))
+    if (lateness > durationOf(1))
         late_.fetch_add(1, std::memory_order_relaxed);
     if (lateness.count() > worstLateness_.load(std::memory_order_relaxed))
         worstLateness_.store(lateness.count(), std::memory_order_relaxed);
@@ -81,12 +82,14 @@ void LMNPacer::armNext() {
 }
 
 dispatch::HostTime LMNPacer::dueTime(std::uint64_t period) const {
-    // Counted from the origin in whole frames, so that no error adds up however long it runs.
-    const auto periods = static_cast<std::int64_t>(period - originPeriod_);
+    return origin_ + durationOf(static_cast<std::int64_t>(period - originPeriod_));
+}
+
+dispatch::Nanoseconds LMNPacer::durationOf(std::int64_t periods) const {
+    // In whole frames, so that no error adds up however long it runs.
     const auto rate = static_cast<std::int64_t>(std::llround(sampleRate_));
     const std::int64_t frames = periods * frameCount_;
-    return origin_ + std::chrono::seconds(frames / rate) +
-           dispatch::Nanoseconds{frames % rate * 1'000'000'000 / rate};
+    return std::chrono::seconds(frames / rate) + dispatch::Nanoseconds{frames % rate * 1'000'000'000 / rate};
 }
 
 PacerFigures LMNPacer::figures() const {

@@ -54,8 +54,8 @@ class LMNPacer {
 
     enum class Stage { capture, render };
 
-    /// Lets `io` take part from the next period on, or from the running one when its stage is yet to come.
-    /// It is kept alive until it takes no part any longer.
+    /// Lets `io` take part from the next period on, or from the running one when its stage is yet to come; the
+    /// first of all periods is due one period from now. It is kept alive until it takes no part any longer.
     void add(Stage stage, std::shared_ptr<PacedIO> io);
 
     /// Fault switch: by how much each wake-up comes late.
@@ -75,6 +75,7 @@ class LMNPacer {
     void armNext();
     bool isIdle() const { return captures_.empty() && renders_.empty(); }
     dispatch::HostTime dueTime(std::uint64_t period) const;
+    dispatch::Nanoseconds durationOf(std::int64_t periods) const;
 
     dispatch::Queue& queue_;
     const std::uint32_t frameCount_;
