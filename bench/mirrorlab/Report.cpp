@@ -119,10 +119,6 @@ Verdict Report::verdict() const {
     for (const ReceiverReport& receiver : receivers) {
         judgeReceiver(*this, receiver, verdict.reasons);
     }
-    if (lateCycles > 0) {
-        verdict.reasons.push_back(fmt::format("{} cycles ran late, at worst by {:.1f} ms", lateCycles,
-                                              worstLatenessSeconds * 1000.0));
-    }
     verdict.perfect = verdict.reasons.empty();
     return verdict;
 }

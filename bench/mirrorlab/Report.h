@@ -53,7 +53,7 @@ struct Resynchronisation {
 
 /// Whether the run was perfect: every recording identical to every other, bit-identical to the source,
 /// complete from its first heard frame on but for one silent jump per resynchronisation, no gap, no overlap,
-/// nothing late.
+/// no late buffer. Late cycles are told but do not count: their lateness is not heard.
 struct Verdict {
     bool perfect = false;
     std::vector<std::string> reasons;  // why not; plain sentences

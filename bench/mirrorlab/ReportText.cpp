@@ -41,7 +41,7 @@ void writeRun(Out out, const Report& report) {
     line(out, "latency set", "{:.3f} s", run.latencySeconds);
     const LatencySeries::Point& latency = report.effectiveLatency.whole();
     if (latency.values > 0) {
-        line(out, "latency measured", "{:.6f} s on average, {:.6f} to {:.6f} s ({} values)", latency.mean,
+        line(out, "latency as fed", "{:.6f} s on average, {:.6f} to {:.6f} s ({} values)", latency.mean,
              latency.least, latency.most, latency.values);
     }
     line(out, "late cycles", "{} (worst {:.1f} ms)", report.lateCycles, report.worstLatenessSeconds * 1000.0);
