@@ -35,7 +35,7 @@ constexpr Ticks ticksOf(dispatch::HostTime time) noexcept {
 
 /// The common time line of a route: its frame f is heard at the epoch + f / 44100 s. A pure value.
 class FrameGrid {
-public:
+  public:
     explicit constexpr FrameGrid(dispatch::HostTime epoch) noexcept : epoch_(epoch) {}
 
     constexpr dispatch::HostTime epoch() const noexcept { return epoch_; }
@@ -53,8 +53,8 @@ public:
         return firstNotBefore(ticksOf(time));
     }
 
-    /// The frame nearest to an instant, of two equally near ones the later. Adding whole frames to the instant
-    /// adds just as many to the result.
+    /// The frame nearest to an instant, of two equally near ones the later. Adding whole frames to the
+    /// instant adds just as many to the result.
     constexpr FrameIndex nearest(Ticks instant) const noexcept {
         return static_cast<FrameIndex>(
             floorQuotient(instant - ticksOf(epoch_) + ticksPerFrame / 2, ticksPerFrame));
@@ -69,8 +69,8 @@ public:
 
     constexpr bool operator==(const FrameGrid&) const noexcept = default;
 
-private:
+  private:
     dispatch::HostTime epoch_;
 };
 
-}  // namespace airplay
+} // namespace airplay

@@ -16,15 +16,15 @@ enum class Rendered { silence, sound };
 
 /// A player of a process. Shared by the player and the playout queue, on which every operation runs.
 class FrameSource {
-public:
+  public:
     FrameSource() = default;
     virtual ~FrameSource() = default;
     FrameSource(const FrameSource&) = delete;
     FrameSource& operator=(const FrameSource&) = delete;
 
     /// Puts the sound of the frames [first, first + out.size() / 2) of `grid` into `out`, interleaved stereo.
-    /// With `Rendered::silence` the content of `out` is not specified. Each call is later in host time than the
-    /// one before, though not always adjoining, nor of the same grid: what was passed over was not heard.
+    /// With `Rendered::silence` the content of `out` is not specified. Each call is later in host time than
+    /// the one before, though not always adjoining, nor of the same grid: what was passed over was not heard.
     virtual Rendered render(const FrameGrid& grid, FrameIndex first, std::span<float> out) noexcept = 0;
 
     /// Lets the time up to `until` pass unheard: nobody listens.
@@ -35,4 +35,4 @@ public:
     virtual bool isActive() const noexcept = 0;
 };
 
-}  // namespace airplay
+} // namespace airplay

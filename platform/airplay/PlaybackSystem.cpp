@@ -49,4 +49,4 @@ void PlaybackSystem::finish() { playout_->finish(); }
 
 dispatch::Queue& PlaybackSystem::playoutQueue() const noexcept { return playout_->queue(); }
 
-}  // namespace airplay
+} // namespace airplay

@@ -21,7 +21,7 @@ Playout::Playout(dispatch::Realm& realm)
       }) {}
 
 Playout::~Playout() {
-    ownQueue_.reset();  // nothing runs on what follows
+    ownQueue_.reset(); // nothing runs on what follows
 }
 
 template <typename Change>
@@ -173,4 +173,4 @@ void Playout::arm() {
     }
 }
 
-}  // namespace airplay
+} // namespace airplay

@@ -12,11 +12,11 @@
 
 namespace airplay {
 
-/// The playout queue and what it plays: all routes, all players, and which process is heard where. Owned by the
-/// playback system, and by routes that outlive it, which then have nobody to talk to. Any thread; what is said is
-/// carried out on the queue, in order, each time after playing up to now.
+/// The playout queue and what it plays: all routes, all players, and which process is heard where. Owned by
+/// the playback system, and by routes that outlive it, which then have nobody to talk to. Any thread; what is
+/// said is carried out on the queue, in order, each time after playing up to now.
 class Playout {
-public:
+  public:
     using RoutePointer = std::shared_ptr<RoutePlayout>;
 
     explicit Playout(dispatch::Realm& realm);
@@ -42,7 +42,7 @@ public:
     /// Waits until it is done. Whatever is said later is dropped.
     void finish();
 
-private:
+  private:
     struct AttachedSource {
         std::shared_ptr<FrameSource> source;
         ProcessIdentifier process;
@@ -69,4 +69,4 @@ private:
     dispatch::Signal wakeUp_;
 };
 
-}  // namespace airplay
+} // namespace airplay

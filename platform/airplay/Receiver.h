@@ -12,14 +12,14 @@ namespace airplay {
 /// What a receiver says of itself.
 struct ReceiverDescription {
     std::string name;
-    std::string identifier;                  ///< unique; like a MAC address: "A1:B2:C3:D4:E5:F6"
-    std::map<std::string, std::string> txt;  ///< its DNS service record, key to value
+    std::string identifier;                 ///< unique; like a MAC address: "A1:B2:C3:D4:E5:F6"
+    std::map<std::string, std::string> txt; ///< its DNS service record, key to value
 };
 
-/// A device that sound can be sent to. Shared by the playback system and the output devices that stand for it.
-/// Any thread, unless it says otherwise.
+/// A device that sound can be sent to. Shared by the playback system and the output devices that stand for
+/// it. Any thread, unless it says otherwise.
 class Receiver {
-public:
+  public:
     Receiver() = default;
     virtual ~Receiver() = default;
     Receiver(const Receiver&) = delete;
@@ -36,4 +36,4 @@ public:
     virtual std::unique_ptr<ReceiverOutput> open(const FrameGrid& grid) = 0;
 };
 
-}  // namespace airplay
+} // namespace airplay

@@ -10,11 +10,11 @@ namespace airplay {
 /// Where the sound of a route goes for one receiver, from its first connection until the route ends.
 ///
 /// Every operation runs on the playout queue, throws nothing, and is meant to come back soon: the other
-/// receivers of the route wait. The calls of `play` and `silenceUntil` adjoin: each begins at the frame at which
-/// the one before ended, the first one at frame 0. Frames arrive at about the time at which they are due, in
-/// pieces of any length; an output with a way to go delays them all by the same time.
+/// receivers of the route wait. The calls of `play` and `silenceUntil` adjoin: each begins at the frame at
+/// which the one before ended, the first one at frame 0. Frames arrive at about the time at which they are
+/// due, in pieces of any length; an output with a way to go delays them all by the same time.
 class ReceiverOutput {
-public:
+  public:
     ReceiverOutput() = default;
     virtual ~ReceiverOutput() = default;
     ReceiverOutput(const ReceiverOutput&) = delete;
@@ -30,4 +30,4 @@ public:
     virtual void finish(FrameIndex end) noexcept = 0;
 };
 
-}  // namespace airplay
+} // namespace airplay

@@ -78,4 +78,4 @@ std::optional<dispatch::HostTime> Route::epoch() const {
     return epoch_;
 }
 
-}  // namespace airplay
+} // namespace airplay

@@ -49,7 +49,7 @@ void RoutePlayout::playSteps(dispatch::HostTime now) {
     if (!isRunning()) {
         return;
     }
-    const FrameIndex due = grid_->firstNotBefore(now + dispatch::Nanoseconds{1});  // a step due now is over
+    const FrameIndex due = grid_->firstNotBefore(now + dispatch::Nanoseconds{1}); // a step due now is over
     playUntil(std::max(next_, due / stepFrames * stepFrames));
 }
 
@@ -120,4 +120,4 @@ void RoutePlayout::finish() {
     members_.clear();
 }
 
-}  // namespace airplay
+} // namespace airplay

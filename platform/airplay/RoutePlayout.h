@@ -10,10 +10,10 @@
 
 namespace airplay {
 
-/// The half of a route that plays: its outputs, and the players that are heard there. Owned by the route and the
-/// playout; on the playout queue. Time is brought in by the playout, before every change.
+/// The half of a route that plays: its outputs, and the players that are heard there. Owned by the route and
+/// the playout; on the playout queue. Time is brought in by the playout, before every change.
 class RoutePlayout {
-public:
+  public:
     /// Frames of a step: small beside any latency, large beside the cost of a step.
     static constexpr FrameIndex stepFrames = 4096;
 
@@ -44,7 +44,7 @@ public:
     /// Ends all outputs at the frame reached, and forgets them.
     void finish();
 
-private:
+  private:
     struct Member {
         std::shared_ptr<Receiver> receiver;
         std::unique_ptr<ReceiverOutput> output;
@@ -58,12 +58,12 @@ private:
     Rendered mix(std::span<float> out);
     void silenceUntil(FrameIndex end);
 
-    std::optional<FrameGrid> grid_;  // none before the first connection
-    std::vector<Member> members_;    // every receiver ever connected, in the order of its first connection
+    std::optional<FrameGrid> grid_; // none before the first connection
+    std::vector<Member> members_;   // every receiver ever connected, in the order of its first connection
     Sources sources_;
-    FrameIndex next_ = 0;  // the first frame not yet played
+    FrameIndex next_ = 0; // the first frame not yet played
     std::vector<float> mixed_ = std::vector<float>(stepFrames * channelCount);
     std::vector<float> single_ = std::vector<float>(stepFrames * channelCount);
 };
 
-}  // namespace airplay
+} // namespace airplay

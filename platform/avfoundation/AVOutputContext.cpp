@@ -12,12 +12,13 @@ namespace {
 
 std::string newIdentifier() {
     std::string text = boost::uuids::to_string(boost::uuids::random_generator()());
-    std::ranges::transform(text, text.begin(),
-                           [](char c) { return c >= 'a' && c <= 'f' ? static_cast<char>(c - 'a' + 'A') : c; });
+    std::ranges::transform(text, text.begin(), [](char c) {
+        return c >= 'a' && c <= 'f' ? static_cast<char>(c - 'a' + 'A') : c;
+    });
     return text;
 }
 
-}  // namespace
+} // namespace
 
 AVOutputContext::AVOutputContext(airplay::PlaybackSystem& system, foundation::NotificationCenter& center)
     : contextID_(newIdentifier()),
@@ -46,7 +47,7 @@ void AVOutputContext::receiversChanged(const airplay::Route::Receivers& receiver
     std::erase_if(devices, [&](const auto& device) {
         return std::ranges::find(receivers, device->receiver()) == receivers.end();
     });
-    for (std::size_t index = devices.size(); index < receivers.size(); ++index) {  // new ones come last
+    for (std::size_t index = devices.size(); index < receivers.size(); ++index) { // new ones come last
         devices.push_back(std::make_shared<AVOutputDevice>(receivers[index]));
     }
     {
@@ -56,4 +57,4 @@ void AVOutputContext::receiversChanged(const airplay::Route::Receivers& receiver
     devicesChanged_.raise();
 }
 
-}  // namespace avfoundation
+} // namespace avfoundation

@@ -13,15 +13,15 @@
 
 namespace avfoundation {
 
-/// Posted on the main queue after the devices of a context have changed, the context being the object. Changes made
-/// in one turn of the queue are told as one.
+/// Posted on the main queue after the devices of a context have changed, the context being the object.
+/// Changes made in one turn of the queue are told as one.
 inline constexpr const char* AVOutputContextOutputDevicesDidChangeNotification =
     "AVOutputContextOutputDevicesDidChangeNotification";
 
-/// The place where the sound of a process goes: a set of output devices that play in step. Owned by whoever plays to
-/// them. On the main queue, destruction included; `outputDevices` and the identifiers on any thread.
+/// The place where the sound of a process goes: a set of output devices that play in step. Owned by whoever
+/// plays to them. On the main queue, destruction included; `outputDevices` and the identifiers on any thread.
 class AVOutputContext {
-public:
+  public:
     /// A context without devices and without a process. `system` and `center` outlive it.
     AVOutputContext(airplay::PlaybackSystem& system, foundation::NotificationCenter& center);
     ~AVOutputContext();
@@ -43,16 +43,16 @@ public:
     /// For whoever connects and disconnects receivers.
     airplay::Route& route() noexcept { return *route_; }
 
-private:
+  private:
     void receiversChanged(const airplay::Route::Receivers& receivers);
 
     const std::string contextID_;
     const std::unique_ptr<airplay::Route> route_;
-    std::atomic<std::int32_t> process_{0};  // written on the main queue, read by anybody
+    std::atomic<std::int32_t> process_{0}; // written on the main queue, read by anybody
     mutable dispatch::Lock lock_;
     std::vector<std::shared_ptr<AVOutputDevice>> devices_ ORB_GUARDED_BY(lock_);
     dispatch::Signal devicesChanged_;
     foundation::Subscription subscription_;
 };
 
-}  // namespace avfoundation
+} // namespace avfoundation

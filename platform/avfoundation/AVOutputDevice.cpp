@@ -34,7 +34,7 @@ std::uint64_t features(std::string_view text) {
     return low && high ? *high << 32 | (*low & 0xFFFFFFFFU) : 0;
 }
 
-}  // namespace
+} // namespace
 
 const std::string* AVOutputDevice::txt(const char* key) const noexcept {
     const auto& record = receiver_->description().txt;
@@ -75,7 +75,8 @@ std::map<std::string, AVOutputDevice::Bytes> AVOutputDevice::airPlayProperties()
     Bytes record;
     for (const auto& [key, value] : receiver_->description().txt) {
         const std::string entry = key + "=" + value;
-        record.push_back(static_cast<std::uint8_t>(entry.size()));  // at most 255: whoever describes receivers sees to it
+        record.push_back(
+            static_cast<std::uint8_t>(entry.size())); // at most 255: whoever describes receivers sees to it
         record.insert(record.end(), entry.begin(), entry.end());
     }
     if (record.empty()) {
@@ -84,4 +85,4 @@ std::map<std::string, AVOutputDevice::Bytes> AVOutputDevice::airPlayProperties()
     return {{AirPlayTXTRecord, std::move(record)}};
 }
 
-}  // namespace avfoundation
+} // namespace avfoundation

@@ -14,9 +14,10 @@ namespace avfoundation {
 /// The key of `airPlayProperties` under which the receiver's TXT record stands.
 inline constexpr const char* AirPlayTXTRecord = "AirPlayTXTRecord";
 
-/// A receiver as players see it. Shared by those who asked a context for it; keeps no state of its own. Any thread.
+/// A receiver as players see it. Shared by those who asked a context for it; keeps no state of its own. Any
+/// thread.
 class AVOutputDevice {
-public:
+  public:
     using Bytes = std::vector<std::uint8_t>;
 
     explicit AVOutputDevice(std::shared_ptr<airplay::Receiver> receiver) : receiver_(std::move(receiver)) {}
@@ -38,8 +39,8 @@ public:
     /// Whether bit 40 is set in TXT "features" ("0xLOW,0xHIGH", 32 bits each, or one number of 64 bits).
     bool supportsBufferedAirPlay() const noexcept;
 
-    /// Under `AirPlayTXTRecord` the TXT record as DNS service discovery carries it: for each entry a byte with its
-    /// length and the text "key=value". Absent for a receiver without any.
+    /// Under `AirPlayTXTRecord` the TXT record as DNS service discovery carries it: for each entry a byte
+    /// with its length and the text "key=value". Absent for a receiver without any.
     std::map<std::string, Bytes> airPlayProperties() const;
 
     /// The receiver's own, 0 to 1.
@@ -48,10 +49,10 @@ public:
 
     const std::shared_ptr<airplay::Receiver>& receiver() const noexcept { return receiver_; }
 
-private:
+  private:
     const std::string* txt(const char* key) const noexcept;
 
     const std::shared_ptr<airplay::Receiver> receiver_;
 };
 
-}  // namespace avfoundation
+} // namespace avfoundation

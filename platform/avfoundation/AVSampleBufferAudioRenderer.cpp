@@ -37,11 +37,11 @@ std::string objectionTo(const coremedia::CMSampleBuffer& buffer) {
 
 dispatch::HostTime hostTimeOf(airplay::Ticks media, const MediaClock& clock) {
     const airplay::Ticks later = media - clock.media + airplay::ticksPerNanosecond - 1;
-    return clock.host +
-           dispatch::Nanoseconds{static_cast<std::int64_t>(airplay::floorQuotient(later, airplay::ticksPerNanosecond))};
+    return clock.host + dispatch::Nanoseconds{static_cast<std::int64_t>(
+                            airplay::floorQuotient(later, airplay::ticksPerNanosecond))};
 }
 
-}  // namespace
+} // namespace
 
 AVSampleBufferAudioRenderer::AVSampleBufferAudioRenderer(airplay::PlaybackSystem& system,
                                                          airplay::ProcessIdentifier process,
@@ -56,7 +56,8 @@ AVSampleBufferAudioRenderer::~AVSampleBufferAudioRenderer() {
     system_.detach(line_);
 }
 
-void AVSampleBufferAudioRenderer::enqueueSampleBuffer(std::shared_ptr<const coremedia::CMSampleBuffer> buffer) {
+void AVSampleBufferAudioRenderer::enqueueSampleBuffer(
+    std::shared_ptr<const coremedia::CMSampleBuffer> buffer) {
     if (const std::string objection = objectionTo(*buffer); !objection.empty()) {
         if (refused_.fetch_add(1) == 0) {
             system_.report()(fmt::format("audio renderer: buffer dropped, cannot play {}", objection));
@@ -95,7 +96,9 @@ void AVSampleBufferAudioRenderer::flush() noexcept {
     system_.wake();
 }
 
-bool AVSampleBufferAudioRenderer::isReadyForMoreMediaData() const noexcept { return line_->requests()->isReady(); }
+bool AVSampleBufferAudioRenderer::isReadyForMoreMediaData() const noexcept {
+    return line_->requests()->isReady();
+}
 
 void AVSampleBufferAudioRenderer::requestMediaDataWhenReady(dispatch::Queue& queue,
                                                             std::function<dispatch::Task<>()> handler) {
@@ -108,4 +111,4 @@ RendererCounters AVSampleBufferAudioRenderer::counters() const {
     return {.timeline = line_->counters(), .refused = refused_.load(), .overflowed = line_->overflowed()};
 }
 
-}  // namespace avfoundation
+} // namespace avfoundation

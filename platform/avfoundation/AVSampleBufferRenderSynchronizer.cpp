@@ -10,7 +10,7 @@ namespace {
 constexpr std::int64_t ticksPerUnit = airplay::ticksPerSecond / coremedia::kCMTimeAudioTimescale;
 static_assert(ticksPerUnit * coremedia::kCMTimeAudioTimescale == airplay::ticksPerSecond);
 
-}  // namespace
+} // namespace
 
 AVSampleBufferRenderSynchronizer::AVSampleBufferRenderSynchronizer(dispatch::Realm& realm,
                                                                    foundation::NotificationCenter& center)
@@ -40,4 +40,4 @@ void AVSampleBufferRenderSynchronizer::addRenderer(AVSampleBufferAudioRenderer& 
     core_->add(renderer.line_, renderer.system_, renderer.process_);
 }
 
-}  // namespace avfoundation
+} // namespace avfoundation

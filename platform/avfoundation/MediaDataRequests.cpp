@@ -23,26 +23,27 @@ struct MediaDataRequests::Invocation {
     static void keepUntilEnded(std::shared_ptr<Invocation> invocation) {
         dispatch::Queue& queue = invocation->request->queue;
         queue.async([invocation = std::move(invocation)]() mutable {
-            if (invocation->tasks.running() > 0) {  // its end is under way, at most a few turns of the queue away
+            if (invocation->tasks.running() >
+                0) { // its end is under way, at most a few turns of the queue away
                 keepUntilEnded(std::move(invocation));
             }
         });
     }
 
     const std::shared_ptr<Request> request;
-    dispatch::TaskGroup tasks;  // on the request's queue
+    dispatch::TaskGroup tasks; // on the request's queue
 };
 
 /// The time from the start of a task to its end, however it ends.
 class MediaDataRequests::Running {
-public:
+  public:
     Running(std::shared_ptr<MediaDataRequests> owner, std::shared_ptr<Invocation> invocation)
         : owner_(std::move(owner)), invocation_(std::move(invocation)) {}
     ~Running() { owner_->ended(invocation_); }
     Running(const Running&) = delete;
     Running& operator=(const Running&) = delete;
 
-private:
+  private:
     const std::shared_ptr<MediaDataRequests> owner_;
     const std::shared_ptr<Invocation> invocation_;
 };
@@ -55,7 +56,7 @@ void MediaDataRequests::install(dispatch::Queue& queue, Handler handler) {
             return;
         }
         request = std::make_shared<Request>(queue, std::move(handler), ++latest_);
-        request_.swap(request);  // the old one goes behind the lock
+        request_.swap(request); // the old one goes behind the lock
         due_ = true;
         installed_.store(latest_);
     }
@@ -129,4 +130,4 @@ void MediaDataRequests::ended(const std::shared_ptr<Invocation>& invocation) {
     startIfDue();
 }
 
-}  // namespace avfoundation
+} // namespace avfoundation

@@ -12,14 +12,14 @@
 
 namespace avfoundation {
 
-/// Whether one renderer wants media data, the requests for it, and the invocations of their handlers: one at a time,
-/// whatever request and queue they belong to. Shared by the renderer, the playout and the invocations, so that it
-/// outlives a renderer that goes while its handler is suspended. Any thread.
+/// Whether one renderer wants media data, the requests for it, and the invocations of their handlers: one at
+/// a time, whatever request and queue they belong to. Shared by the renderer, the playout and the
+/// invocations, so that it outlives a renderer that goes while its handler is suspended. Any thread.
 ///
 ///     install(A)   A due -> A runs .............. ends
 ///                       install(B)   B due -> (waits) -> B runs
 class MediaDataRequests : public std::enable_shared_from_this<MediaDataRequests> {
-public:
+  public:
     using Handler = std::function<dispatch::Task<>()>;
 
     /// There is room for fewer than `limit` buffers at a time.
@@ -41,26 +41,27 @@ public:
     /// Ends it all; an invocation that runs is cancelled on its queue.
     void close();
 
-private:
+  private:
     struct Request;
     struct Invocation;
     class Running;
 
-    static dispatch::Task<> run(std::shared_ptr<MediaDataRequests> self, std::shared_ptr<Invocation> invocation);
+    static dispatch::Task<> run(std::shared_ptr<MediaDataRequests> self,
+                                std::shared_ptr<Invocation> invocation);
     bool hasRoom() const noexcept { return queued_.load() < limit_; }
     void startIfDue() ORB_EXCLUDES(lock_);
     void begin(const std::shared_ptr<Invocation>& invocation);
     void ended(const std::shared_ptr<Invocation>& invocation) ORB_EXCLUDES(lock_);
 
     const std::size_t limit_;
-    std::atomic<std::size_t> queued_{0};       // buffers; written by `added` and `released`, read by anybody
-    std::atomic<std::uint64_t> installed_{0};  // the request's number, 0: none; written and read by anybody
+    std::atomic<std::size_t> queued_{0};      // buffers; written by `added` and `released`, read by anybody
+    std::atomic<std::uint64_t> installed_{0}; // the request's number, 0: none; written and read by anybody
     dispatch::Lock lock_;
     std::uint64_t latest_ ORB_GUARDED_BY(lock_) = 0;
-    std::shared_ptr<Request> request_ ORB_GUARDED_BY(lock_);  // the latest, stopped or not
+    std::shared_ptr<Request> request_ ORB_GUARDED_BY(lock_); // the latest, stopped or not
     bool due_ ORB_GUARDED_BY(lock_) = false;
     std::shared_ptr<Invocation> running_ ORB_GUARDED_BY(lock_);
     bool closed_ ORB_GUARDED_BY(lock_) = false;
 };
 
-}  // namespace avfoundation
+} // namespace avfoundation

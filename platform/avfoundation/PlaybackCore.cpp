@@ -31,7 +31,8 @@ bool PlayoutJournal::push(PlayoutCommand&& command) noexcept {
 void PlayoutJournal::take(std::vector<PlayoutCommand>& taken) {
     commands_.swap(taken);
     if (overflowedFlush_) {
-        taken.push_back({.kind = PlayoutCommand::Kind::flush, .at = *overflowedFlush_, .clock = {}, .buffer = {}});
+        taken.push_back(
+            {.kind = PlayoutCommand::Kind::flush, .at = *overflowedFlush_, .clock = {}, .buffer = {}});
     }
     if (overflowedClock_) {
         taken.push_back({.kind = PlayoutCommand::Kind::setClock,
@@ -51,7 +52,7 @@ bool PlaybackCore::setRunning(bool running, dispatch::HostTime at) noexcept {
         }
         const dispatch::HostTime host = std::max(at, clock.host);
         airplay::Ticks media = clock.mediaAt(host);
-        if (!running) {  // a late cycle must not take back what others have read
+        if (!running) { // a late cycle must not take back what others have read
             media = std::max(media, latestReading_);
         }
         clock = {host, media, running};
@@ -171,4 +172,4 @@ void PlaybackLine::tellProgress() {
     requests_->released(timeline_.takeReleased());
 }
 
-}  // namespace avfoundation
+} // namespace avfoundation

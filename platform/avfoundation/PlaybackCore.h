@@ -16,10 +16,11 @@ namespace avfoundation {
 
 class PlaybackLine;
 
-/// What was told to one renderer and not yet taken by the playout. It never grows: when it is full, buffers are refused
-/// and of everything else the outcome is kept. Guarded by whoever owns it; only `take` may let go of a buffer.
+/// What was told to one renderer and not yet taken by the playout. It never grows: when it is full, buffers
+/// are refused and of everything else the outcome is kept. Guarded by whoever owns it; only `take` may let go
+/// of a buffer.
 class PlayoutJournal {
-public:
+  public:
     static constexpr std::size_t capacity = 1024;
 
     PlayoutJournal() { commands_.reserve(capacity); }
@@ -32,16 +33,16 @@ public:
 
     bool isEmpty() const noexcept { return commands_.empty(); }
 
-private:
+  private:
     std::vector<PlayoutCommand> commands_;
     std::optional<dispatch::HostTime> overflowedFlush_;
     std::optional<MediaClock> overflowedClock_;
 };
 
-/// The clock of a synchroniser and the lines it drives: the one lock that playing takes on real-time threads. Shared by
-/// the synchroniser and its renderers. Any thread.
+/// The clock of a synchroniser and the lines it drives: the one lock that playing takes on real-time threads.
+/// Shared by the synchroniser and its renderers. Any thread.
 class PlaybackCore : public std::enable_shared_from_this<PlaybackCore> {
-public:
+  public:
     bool isRunning() const noexcept { return running_.load(); }
 
     /// Whether that was a change.
@@ -57,16 +58,16 @@ public:
     dispatch::Lock lock;
     MediaClock clock ORB_GUARDED_BY(lock);
 
-private:
+  private:
     airplay::Ticks latestReading_ ORB_GUARDED_BY(lock) = 0;
     std::vector<PlaybackLine*> lines_ ORB_GUARDED_BY(lock);
-    std::atomic<airplay::PlaybackSystem*> system_{nullptr};  // written by `add`, read by anybody
-    std::atomic<bool> running_{false};                       // written under the lock, read by anybody
+    std::atomic<airplay::PlaybackSystem*> system_{nullptr}; // written by `add`, read by anybody
+    std::atomic<bool> running_{false};                      // written under the lock, read by anybody
 };
 
 /// What a renderer and the playout have in common. Shared by both, so that either may go first.
 class PlaybackLine final : public airplay::FrameSource {
-public:
+  public:
     explicit PlaybackLine(std::size_t readyLimit);
 
     /// Tells the playout something. False when a buffer found no room.
@@ -84,7 +85,7 @@ public:
     void pass(dispatch::HostTime until) noexcept override;
     bool isActive() const noexcept override;
 
-private:
+  private:
     friend class PlaybackCore;
 
     /// For the core, under its lock, which is this line's lock as well.
@@ -93,13 +94,13 @@ private:
     void tellProgress();
 
     const std::shared_ptr<MediaDataRequests> requests_;
-    std::shared_ptr<PlaybackCore> ownedCore_;  // set before the playout and other threads see the line
-    PlaybackCore* core_;                       // that one, for the analysis
+    std::shared_ptr<PlaybackCore> ownedCore_; // set before the playout and other threads see the line
+    PlaybackCore* core_;                      // that one, for the analysis
     PlayoutJournal journal_ ORB_GUARDED_BY(core_->lock);
-    PlayoutCounters counters_ ORB_GUARDED_BY(core_->lock);  // as of the last step
-    std::atomic<std::uint64_t> overflowed_{0};     // written by the renderer, read by anybody
-    PlayoutTimeline timeline_;                     // playout queue
-    std::vector<PlayoutCommand> taken_;            // playout queue; room for what the journal holds
+    PlayoutCounters counters_ ORB_GUARDED_BY(core_->lock); // as of the last step
+    std::atomic<std::uint64_t> overflowed_{0};             // written by the renderer, read by anybody
+    PlayoutTimeline timeline_;                             // playout queue
+    std::vector<PlayoutCommand> taken_;                    // playout queue; room for what the journal holds
 };
 
-}  // namespace avfoundation
+} // namespace avfoundation

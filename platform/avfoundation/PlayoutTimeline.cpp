@@ -19,7 +19,7 @@ Ticks ticksOf(const coremedia::CMTime& time) noexcept {
 
 /// Where the sound of one call goes, or nowhere. Silence is only written once there is sound beside it.
 class PlayoutTimeline::Output {
-public:
+  public:
     Output() = default;
     Output(std::span<float> out, FrameIndex first) : out_(out), first_(first) {}
 
@@ -43,14 +43,15 @@ public:
         const std::span<float> target = part(stretch);
         constexpr std::size_t bytesPerFrame = sizeof(float) * channelCount;
         // Checked when it was enqueued: the bytes are there.
-        coremedia::CMBlockBufferCopyDataBytes(*coremedia::CMSampleBufferGetDataBuffer(*piece.buffer),
-                                              static_cast<std::size_t>(stretch.from - piece.begin) * bytesPerFrame,
-                                              target.size_bytes(), target.data());
+        coremedia::CMBlockBufferCopyDataBytes(
+            *coremedia::CMSampleBufferGetDataBuffer(*piece.buffer),
+            static_cast<std::size_t>(stretch.from - piece.begin) * bytesPerFrame, target.size_bytes(),
+            target.data());
     }
 
     Rendered result() const { return sounds_ ? Rendered::sound : Rendered::silence; }
 
-private:
+  private:
     std::span<float> part(Stretch stretch) const {
         return out_.subspan(static_cast<std::size_t>(stretch.from - first_) * channelCount,
                             static_cast<std::size_t>(stretch.to - stretch.from) * channelCount);
@@ -79,12 +80,12 @@ void PlayoutTimeline::pass(dispatch::HostTime until) {
 
 std::size_t PlayoutTimeline::takeReleased() noexcept { return std::exchange(released_, 0); }
 
-/// The time reached stays the same, rounded up to the new grid.
+/// The first frame of the new grid behind the last one of the old.
 void PlayoutTimeline::moveTo(const FrameGrid& grid) {
     if (grid == grid_) {
         return;
     }
-    now_ = grid.firstNotBefore(grid_.ticksOfFrame(now_));
+    now_ = grid.firstNotBefore(grid_.ticksOfFrame(now_ - 1) + 1);
     grid_ = grid;
     placePieces();
 }
@@ -143,7 +144,8 @@ std::int64_t PlayoutTimeline::passedFrames(const Piece& piece) const noexcept {
         return std::clamp<std::int64_t>(now_ - piece.begin, 0, piece.frames);
     }
     // Held: those that are not the nearest to any instant from the held one on.
-    const Ticks passed = airplay::floorQuotient(clock_.media - piece.media + ticksPerFrame / 2 - 1, ticksPerFrame);
+    const Ticks passed =
+        airplay::floorQuotient(clock_.media - piece.media + ticksPerFrame / 2 - 1, ticksPerFrame);
     return static_cast<std::int64_t>(std::clamp<Ticks>(passed, 0, piece.frames));
 }
 
@@ -161,7 +163,7 @@ void PlayoutTimeline::countOverlap(const Piece& piece) {
     ++counters_.overlaps;
     std::ranges::sort(stretches_, {}, &Stretch::from);
     FrameIndex counted = piece.from();
-    for (const Stretch& shared : stretches_) {  // older ones may overlap each other
+    for (const Stretch& shared : stretches_) { // older ones may overlap each other
         counters_.overlapFrames +=
             static_cast<std::uint64_t>(std::max<FrameIndex>(0, shared.to - std::max(shared.from, counted)));
         counted = std::max(counted, shared.to);
@@ -185,7 +187,8 @@ void PlayoutTimeline::placePieces() noexcept {
     }
 }
 
-PlayoutTimeline::Stretch PlayoutTimeline::common(const Piece& piece, FrameIndex from, FrameIndex to) noexcept {
+PlayoutTimeline::Stretch PlayoutTimeline::common(const Piece& piece, FrameIndex from,
+                                                 FrameIndex to) noexcept {
     return {std::max(piece.from(), from), std::min(piece.to(), to)};
 }
 
@@ -206,7 +209,7 @@ void PlayoutTimeline::play(FrameIndex to, Output& output) {
         output.beginSound(now_);
     }
     playHoles(to, output);
-    for (const Piece& piece : pieces_) {  // the later enqueued paint over the earlier
+    for (const Piece& piece : pieces_) { // the later enqueued paint over the earlier
         const Stretch heard = common(piece, now_, to);
         if (!heard.isEmpty()) {
             output.paint(piece, heard);
@@ -239,4 +242,4 @@ void PlayoutTimeline::releasePassed() {
     released_ += std::erase_if(pieces_, [this](const Piece& piece) { return piece.to() <= now_; });
 }
 
-}  // namespace avfoundation
+} // namespace avfoundation

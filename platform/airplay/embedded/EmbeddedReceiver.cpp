@@ -22,4 +22,4 @@ std::unique_ptr<ReceiverOutput> EmbeddedReceiver::open(const FrameGrid&) {
     return std::make_unique<SoundFileOutput>(entry_, report_, observer_);
 }
 
-}  // namespace airplay
+} // namespace airplay

@@ -12,16 +12,16 @@
 
 namespace airplay {
 
-/// Listens to a receiver: the interleaved stereo frames from `first` on. On the playout queue, in order; what no
-/// call brings is silence. It does not throw.
+/// Listens to a receiver: the interleaved stereo frames from `first` on. On the playout queue, in order; what
+/// no call brings is silence. It does not throw.
 using FrameObserver = std::function<void(std::span<const float> frames, FrameIndex first)>;
 
 /// A receiver within this process, which plays into a sound file: WAV, 32-bit float, stereo, 44100 Hz, of any
 /// length (RF64 where it exceeds 4 GB). Frame f of the file is frame f of the route's time line; samples are
-/// stored as sent, whatever the volume. A file that cannot be opened or written is reported once; the receiver then
-/// goes on without storing.
+/// stored as sent, whatever the volume. A file that cannot be opened or written is reported once; the
+/// receiver then goes on without storing.
 class EmbeddedReceiver final : public Receiver {
-public:
+  public:
     /// `observer` may be empty.
     EmbeddedReceiver(ReceiverEntry entry, Report report, FrameObserver observer = {});
 
@@ -32,11 +32,11 @@ public:
 
     const ReceiverEntry& entry() const noexcept { return entry_; }
 
-private:
+  private:
     const ReceiverEntry entry_;
     const Report report_;
     const FrameObserver observer_;
-    std::atomic<float> volume_;  // written and read by anybody
+    std::atomic<float> volume_; // written and read by anybody
 };
 
-}  // namespace airplay
+} // namespace airplay

@@ -10,7 +10,7 @@ namespace {
 
 /// Walks over text that a parser has found well-formed, so it only looks for where things begin and end.
 class Walk {
-public:
+  public:
     explicit Walk(std::string_view text) : text_(text) {}
 
     LocatedJson value() {
@@ -25,7 +25,7 @@ public:
         }
     }
 
-private:
+  private:
     void skipSpace() { at_ = text_.find_first_not_of(" \t\r\n", at_); }
 
     /// Passes the next token that is no space; whether it was `expected`.
@@ -62,7 +62,7 @@ private:
         const std::size_t begin = at_;
         at_ = text_[begin] == '"' ? endOfString() : text_.find_first_of(" \t\r\n,:]}", begin);
         const std::string_view token = text_.substr(begin, at_ - begin);
-        at_ = begin + token.size();  // the last token ends with the text
+        at_ = begin + token.size(); // the last token ends with the text
         return {.value = boost::json::parse(token), .offset = begin, .elements = {}, .members = {}};
     }
 
@@ -78,8 +78,8 @@ private:
     std::size_t at_ = 0;
 };
 
-}  // namespace
+} // namespace
 
 LocatedJson locateJson(std::string_view text) { return Walk(text).value(); }
 
-}  // namespace airplay
+} // namespace airplay

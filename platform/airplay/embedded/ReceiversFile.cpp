@@ -18,7 +18,7 @@ namespace airplay {
 namespace {
 
 constexpr std::size_t maximumNameLength = 63;
-constexpr std::size_t maximumEntryLength = 254;  // a length byte of 255 would leave no room for the "="
+constexpr std::size_t maximumEntryLength = 254; // a length byte of 255 would leave no room for the "="
 constexpr double maximumConnectDelay = 3600;
 constexpr std::size_t maximumDepth = 8;
 
@@ -45,7 +45,7 @@ bool isTxtKey(std::string_view key) {
 
 /// Reads one file's text; every complaint names its place.
 class Reader {
-public:
+  public:
     Reader(std::string_view text, const std::filesystem::path& path) : text_(text), path_(path) {}
 
     std::vector<ReceiverEntry> read(const LocatedJson& root) {
@@ -64,17 +64,17 @@ public:
         return entries;
     }
 
-private:
+  private:
     void require(bool condition, std::size_t offset, const std::string& reason) const {
         if (condition) {
             return;
         }
         const std::string_view before = text_.substr(0, offset);
-        const std::size_t lineStart = before.rfind('\n') + 1;  // 0 when there is none
+        const std::size_t lineStart = before.rfind('\n') + 1; // 0 when there is none
         const auto beginsCharacter = [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; };
-        throw ReceiversFileError(fmt::format(
-            "{}:{}:{}: {}", path_.string(), std::ranges::count(before, '\n') + 1,
-            std::ranges::count_if(before.substr(lineStart), beginsCharacter) + 1, reason));
+        throw ReceiversFileError(
+            fmt::format("{}:{}:{}: {}", path_.string(), std::ranges::count(before, '\n') + 1,
+                        std::ranges::count_if(before.substr(lineStart), beginsCharacter) + 1, reason));
     }
 
     static const LocatedJson* find(const LocatedJson& object, std::string_view key) {
@@ -88,8 +88,8 @@ private:
         require(object.value.is_object(), object.offset, "must be an object");
         for (const auto& member : object.members) {
             const auto isKey = [&](std::string_view key) { return key == member.key; };
-            require(std::ranges::any_of(required, isKey) || std::ranges::any_of(optional, isKey), member.offset,
-                    fmt::format("unknown key \"{}\"", member.key));
+            require(std::ranges::any_of(required, isKey) || std::ranges::any_of(optional, isKey),
+                    member.offset, fmt::format("unknown key \"{}\"", member.key));
             require(find(object, member.key) == &member.value, member.offset,
                     fmt::format("key \"{}\" is given twice", member.key));
         }
@@ -149,7 +149,8 @@ private:
         std::set<std::string> seen;
         for (const auto& [key, offset, value] : object.members) {
             require(isTxtKey(key), offset, "a TXT key must be printable ASCII without \"=\"");
-            require(seen.insert(upperCase(key)).second, offset, fmt::format("key \"{}\" is given twice", key));
+            require(seen.insert(upperCase(key)).second, offset,
+                    fmt::format("key \"{}\" is given twice", key));
             const auto* string = value.value.if_string();
             require(string != nullptr, value.offset, fmt::format("TXT entry \"{}\" must be a text", key));
             require(key.size() + string->size() <= maximumEntryLength, value.offset,
@@ -186,7 +187,7 @@ std::string contentOf(const std::filesystem::path& path) {
     if (!std::filesystem::exists(status)) {
         fail("there is no such file");
     }
-    if (!std::filesystem::is_regular_file(status)) {  // opening a pipe would wait for a writer
+    if (!std::filesystem::is_regular_file(status)) { // opening a pipe would wait for a writer
         fail("is not a regular file");
     }
     std::ifstream stream(path, std::ios::binary);
@@ -202,7 +203,7 @@ std::string contentOf(const std::filesystem::path& path) {
     return text;
 }
 
-}  // namespace
+} // namespace
 
 std::vector<ReceiverEntry> ReceiversFile::read(const std::filesystem::path& path) {
     return parse(contentOf(path), path);
@@ -217,4 +218,4 @@ std::vector<ReceiverEntry> ReceiversFile::parse(std::string_view text, const std
     return Reader(text, path).read(locateJson(text));
 }
 
-}  // namespace airplay
+} // namespace airplay

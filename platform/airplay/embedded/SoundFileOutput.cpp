@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::array<float, 4096 * channelCount> zeros{};
 
-}  // namespace
+} // namespace
 
 SoundFileOutput::SoundFileOutput(const ReceiverEntry& entry, Report report, FrameObserver observer)
     : entry_(entry), report_(std::move(report)), observer_(std::move(observer)) {
@@ -78,4 +78,4 @@ void SoundFileOutput::giveUp(const char* what, const char* reason) noexcept {
     file_.reset();
 }
 
-}  // namespace airplay
+} // namespace airplay

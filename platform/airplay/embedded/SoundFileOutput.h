@@ -9,10 +9,10 @@
 
 namespace airplay {
 
-/// Stores what one receiver hears, and tells its observer. Owned by the route's playing half, on the playout queue.
-/// Silence costs nothing until sound follows it, or the end.
+/// Stores what one receiver hears, and tells its observer. Owned by the route's playing half, on the playout
+/// queue. Silence costs nothing until sound follows it, or the end.
 class SoundFileOutput final : public ReceiverOutput {
-public:
+  public:
     /// Opens the entry's file, if it has one, anew.
     SoundFileOutput(const ReceiverEntry& entry, Report report, FrameObserver observer);
 
@@ -20,7 +20,7 @@ public:
     void silenceUntil(FrameIndex) noexcept override {}
     void finish(FrameIndex end) noexcept override;
 
-private:
+  private:
     struct Close {
         void operator()(SNDFILE* file) const noexcept { sf_close(file); }
     };
@@ -33,8 +33,8 @@ private:
     const ReceiverEntry& entry_;
     const Report report_;
     const FrameObserver observer_;
-    std::unique_ptr<SNDFILE, Close> file_;  // null: nothing is stored (any more)
+    std::unique_ptr<SNDFILE, Close> file_; // null: nothing is stored (any more)
     FrameIndex stored_ = 0;
 };
 
-}  // namespace airplay
+} // namespace airplay

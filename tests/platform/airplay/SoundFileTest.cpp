@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: MIT
+#include "tests/platform/airplay/Recordings.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/resource.h>
+
+#include <csignal>
+
+namespace airplay {
+namespace {
+
+const FrameGrid grid{dispatch::HostTime{}};
+
+class SoundFileTest : public testing::Test {
+  public:
+    std::shared_ptr<EmbeddedReceiver> makeReceiver(const std::filesystem::path& file) {
+        return std::make_shared<EmbeddedReceiver>(
+            ReceiverEntry{
+                .description = {"Kitchen", "1", {}}, .file = file, .volume = 0.25F, .connectDelay = {}},
+            [this](const std::string& line) { reports.push_back(line); }, recording.observer());
+    }
+
+    /// Plays 100 steps and as much silence.
+    void playTo(const std::filesystem::path& file) {
+        const auto receiver = makeReceiver(file);
+        const auto output = receiver->open(grid);
+        const std::vector<float> frames(2 * 4096, 0.0F);
+        for (FrameIndex step = 0; step < 100; ++step) {
+            output->play(frames, 4096 * step);
+        }
+        output->finish(4096 * 200);
+    }
+
+    const TemporaryDirectory directory;
+    std::vector<std::string> reports;
+    Recording recording;
+};
+
+TEST_F(SoundFileTest, aFileThatCannotBeOpenedIsReportedOnceAndTheReceiverGoesOn) {
+    for (const char* file : {"/dev/full", "/dev/null/kitchen.wav"}) {
+        reports.clear();
+        recording = {};
+        playTo(file);
+        EXPECT_EQ(recording.left().size(), 4096U * 100);
+        ASSERT_EQ(reports.size(), 1U);
+        EXPECT_TRUE(reports[0].starts_with(std::string("receiver \"Kitchen\": cannot open ") + file + ": "))
+            << reports[0];
+    }
+}
+
+/// While it lives, no file of this process grows beyond a size.
+class FileSizeLimit {
+  public:
+    explicit FileSizeLimit(rlim_t bytes) : oldHandler_(std::signal(SIGXFSZ, SIG_IGN)) {
+        getrlimit(RLIMIT_FSIZE, &oldLimit_);
+        const rlimit limit{bytes, oldLimit_.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~FileSizeLimit() {
+        setrlimit(RLIMIT_FSIZE, &oldLimit_);
+        std::signal(SIGXFSZ, oldHandler_);
+    }
+
+  private:
+    void (*const oldHandler_)(int);
+    rlimit oldLimit_{};
+};
+
+TEST_F(SoundFileTest, aDiskThatFillsUpIsReportedOnceAndWhatWasStoredStays) {
+    {
+        const FileSizeLimit limit(1'000'000);
+        playTo(directory / "kitchen.wav");
+    }
+    EXPECT_EQ(recording.left().size(), 4096U * 100);
+    ASSERT_EQ(reports.size(), 1U);
+    EXPECT_NE(reports[0].find("cannot write"), std::string::npos) << reports[0];
+    EXPECT_GE(readSoundFile(directory / "kitchen.wav").info.frames, 4096 * 30);
+}
+
+TEST_F(SoundFileTest, samplesAreStoredAsSentWhateverTheVolume) {
+    const auto receiver = makeReceiver(directory / "a.wav");
+    receiver->setVolume(0.125F);
+    EXPECT_EQ(receiver->volume(), 0.125F);
+    const std::vector<float> frames{3.5F, -3.5F, 1e-30F, -1e-30F};
+    const auto output = receiver->open(grid);
+    output->silenceUntil(1);
+    output->play(frames, 1);
+    output->finish(4);
+    EXPECT_EQ(readSoundFile(directory / "a.wav").samples,
+              (std::vector<float>{0, 0, 3.5F, -3.5F, 1e-30F, -1e-30F, 0, 0}));
+}
+
+} // namespace
+} // namespace airplay
