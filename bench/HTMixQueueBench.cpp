@@ -7,9 +7,10 @@
 #include <algorithm>
 #include <vector>
 
-// What the queue costs over the work that nobody can do without: add the cycle's frames into the ring, add them
-// from there into the reader's buffer, clear them. Both sides go through a whole ring by turns, so that what else
-// the machine does falls on both alike, and the medians are compared. The aim is a ratio of at most 1.5.
+// What the queue costs over the work that nobody can do without: add the cycle's frames into the ring, add
+// them from there into the reader's buffer, clear them. Both sides go through a whole ring by turns, so that
+// what else the machine does falls on both alike, and the medians are compared. The aim is a ratio of at
+// most 1.5.
 
 namespace {
 
@@ -20,7 +21,7 @@ constexpr std::uint32_t cyclesPerRound = ringFrames / cycleFrames;
 constexpr double rate = 44100;
 
 class Queue {
-public:
+  public:
     void round(const lmn::LMNBuffer& captured, lmn::LMNBuffer& mix) {
         for (std::uint32_t cycle = 0; cycle < cyclesPerRound; ++cycle, sampleTime_ += cycleFrames) {
             queue_.write(captured, sampleTime_);
@@ -28,13 +29,13 @@ public:
         }
     }
 
-private:
+  private:
     orb::HTMixQueue queue_{channels, rate, ringFrames};
     std::int64_t sampleTime_ = 0;
 };
 
 class Floor {
-public:
+  public:
     void round(const lmn::LMNBuffer& captured, lmn::LMNBuffer& mix) {
         constexpr std::size_t count = std::size_t{cycleFrames} * channels;
         for (std::size_t cycle = 0; cycle < cyclesPerRound; ++cycle) {
@@ -45,7 +46,7 @@ public:
         }
     }
 
-private:
+  private:
     std::vector<float> memory_ = std::vector<float>(std::size_t{ringFrames} * channels);
 };
 
@@ -85,4 +86,4 @@ void writeAndReadOneCycle(benchmark::State& state) {
 }
 BENCHMARK(writeAndReadOneCycle)->ArgName("sound")->Arg(1)->Arg(0)->UseManualTime();
 
-}  // namespace
+} // namespace

@@ -11,7 +11,8 @@ namespace {
 constexpr std::size_t renderChannels = 2;
 
 std::size_t floatsFor(std::uint32_t chunkSize, std::uint32_t deviceChannels) {
-    const std::size_t least = (std::size_t{chunkSize} + lmn::LMNTapConfig::maximumFrameCount) * renderChannels;
+    const std::size_t least =
+        (std::size_t{chunkSize} + lmn::LMNTapConfig::maximumFrameCount) * renderChannels;
     return std::max(std::size_t{chunkSize} * deviceChannels * 4, least);
 }
 

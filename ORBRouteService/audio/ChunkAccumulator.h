@@ -25,8 +25,8 @@ class ChunkAccumulator {
 
   private:
     const std::uint32_t chunkSize_;
-    std::vector<float> renderMixQueue_;        // interleaved, from index 0
-    std::int64_t renderChunkSampleTime_ = 0;   // frames gathered
+    std::vector<float> renderMixQueue_;      // interleaved, from index 0
+    std::int64_t renderChunkSampleTime_ = 0; // frames gathered
 };
 
 } // namespace orb

@@ -7,7 +7,8 @@ namespace orb {
 
 using Guard = dispatch::LockGuard<dispatch::RecursiveLock>;
 
-HTMixQueue::HTMixQueue(std::uint32_t channels, double rate, std::uint32_t size) : queueSize_(size), rate_(rate) {
+HTMixQueue::HTMixQueue(std::uint32_t channels, double rate, std::uint32_t size)
+    : queueSize_(size), rate_(rate) {
     configure(channels);
     const Guard guard(lock_);
     empty();
@@ -33,8 +34,7 @@ void HTMixQueue::write(const lmn::LMNBuffer& buffer, std::int64_t sampleTime) {
     const std::span<float> runOver = runOverOf(buffer, at);
     lmn::mixInto(std::span(samples_).first(runOver.size()), runOver);
     std::ranges::fill(runOver, 0.0F);
-    if (!buffer.isSilenceStrict(0) || sampleTime == 0)
-        hasAudio_ = true;
+    hasAudio_ = hasAudio_ || sampleTime == 0 || !buffer.isSilenceStrict(0);
 }
 
 void HTMixQueue::read(lmn::LMNBuffer& buffer) {

@@ -33,12 +33,14 @@ class HTMixQueue {
     /// Sets the channel count, with empty storage to match; nothing when it is the present one.
     void configure(std::uint32_t channels);
 
-    /// Adds a captured buffer at a sample time. Ignored when the rate or the channel count differ, when it has
-    /// more frames than the ring, or the time is negative. A buffer that is strictly silent does not arm the queue, unless it is the one at time 0.
+    /// Adds a captured buffer at a sample time. Ignored when the rate or the channel count differ, when it
+    /// has more frames than the ring, or the time is negative. A buffer that is strictly silent does not arm
+    /// the queue, unless it is the one at time 0.
     void write(const lmn::LMNBuffer& buffer, std::int64_t sampleTime);
 
     /// Adds the next `buffer.frameCount()` frames into the buffer, and clears them here. Nothing until the
-    /// queue is armed, and for the buffers that `write` ignores. Never waits: frames not yet written are silence.
+    /// queue is armed, and for the buffers that `write` ignores. Never waits: frames not yet written are
+    /// silence.
     void read(lmn::LMNBuffer& buffer);
 
     /// Corrects a writer's proposed sample time: up to the read cursor when it has fallen behind, back to it
@@ -48,7 +50,8 @@ class HTMixQueue {
     /// Empties the queue and rewinds both cursors.
     void reset();
 
-    /// Frames by which the last write runs ahead of the read cursor, at most the ring's size; may be negative.
+    /// Frames by which the last write runs ahead of the read cursor, at most the ring's size; may be
+    /// negative.
     std::int64_t readLatency() const;
     double readLatencySeconds() const;
 
@@ -56,8 +59,8 @@ class HTMixQueue {
     std::int64_t getLastReadSampleTime() const;
 
     std::uint32_t channels() const;
-    /// Only stores the number; `configure` is what resizes. Buffers for which the storage is then too small are
-    /// ignored.
+    /// Only stores the number; `configure` is what resizes. Buffers for which the storage is then too small
+    /// are ignored.
     void setChannels(std::uint32_t channels);
     double rate() const;
     void setRate(double rate);

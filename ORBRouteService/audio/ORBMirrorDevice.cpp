@@ -30,11 +30,14 @@ std::uint32_t cycleFrames(std::uint32_t chunkSize) {
 double usableLatency(double latency, double chunkDuration) {
     if (!std::isfinite(latency) || latency > ORBMirrorDevice::longestSyncLatency) {
         const double used = std::isnan(latency) || latency < 0 ? 2.0 : ORBMirrorDevice::longestSyncLatency;
-        ORBDebugLog(4, "ORBMirrorDevice: a latency of {} s cannot be used, {} s is", LogNumber{latency}, LogNumber{used});
+        ORBDebugLog(4, "ORBMirrorDevice: a latency of {} s cannot be used, {} s is", LogNumber{latency},
+                    LogNumber{used});
         return used;
     }
     if (latency <= chunkDuration)
-        ORBDebugLog(4, "ORBMirrorDevice: a latency of {} s is not above the {} s of a chunk: sound comes too late to be heard",
+        ORBDebugLog(4,
+                    "ORBMirrorDevice: a latency of {} s is not above the {} s of a chunk: sound comes too "
+                    "late to be heard",
                     LogNumber{latency}, LogNumber{chunkDuration});
     return latency;
 }
@@ -47,7 +50,8 @@ void makeSet(ORBMirrorDevice::Devices& devices) {
 
 } // namespace
 
-std::shared_ptr<ORBMirrorDevice> ORBMirrorDevice::create(ORBMirrorDeviceContext context, ORBMirrorDeviceConfig config) {
+std::shared_ptr<ORBMirrorDevice> ORBMirrorDevice::create(ORBMirrorDeviceContext context,
+                                                         ORBMirrorDeviceConfig config) {
     dispatch::Queue& main = context.lmn.realm().mainQueue();
     std::shared_ptr<ORBMirrorDevice> device(new ORBMirrorDevice(std::move(context), std::move(config)),
                                             [&main](ORBMirrorDevice* last) {
@@ -61,28 +65,31 @@ std::shared_ptr<ORBMirrorDevice> ORBMirrorDevice::create(ORBMirrorDeviceContext 
 }
 
 ORBMirrorDevice::ORBMirrorDevice(ORBMirrorDeviceContext context, ORBMirrorDeviceConfig config)
-    : context_(std::move(context)), config_(std::move(config)),
-      description_(fmt::format("<ORBMirrorDevice {}>[{}]", fmt::ptr(this), config_.contextDevice->deviceUID())),
+    : context_(std::move(context)),
+      config_(std::move(config)),
+      description_(
+          fmt::format("<ORBMirrorDevice {}>[{}]", fmt::ptr(this), config_.contextDevice->deviceUID())),
       syncLatency_(usableLatency(config_.syncLatency, config_.chunkSize / config_.renderSampleRate)),
       tapQueue_(std::make_shared<lmn::LMNDispatchQueue>(context_.lmn.realm(), "tapQueue")),
       runnerQueue_(std::make_shared<lmn::LMNDispatchQueue>(context_.lmn.realm(), "runnerQueue")),
       rendererQueue_(context_.lmn.realm().makeQueue("com.fernwick.orbmirrordevice.renderer")),
       syncronizer_(std::make_unique<avfoundation::AVSampleBufferRenderSynchronizer>(context_.lmn.realm(),
-                                                                                     context_.notifications)),
+                                                                                    context_.notifications)),
       renderer_(std::make_unique<avfoundation::AVSampleBufferAudioRenderer>(context_.playback, ::getpid(),
-                                                                             context_.enqueueObserver)),
+                                                                            context_.enqueueObserver)),
       mixQueue_(std::make_shared<HTMixQueue>(2, config_.renderSampleRate, mixQueueSize)),
       audioFormatDescription_(makeRenderFormat(config_.renderSampleRate, context_.allocator)),
-      runner_(std::make_shared<lmn::LMNSessionRunner>(context_.lmn, runnerQueue_, cycleFrames(config_.chunkSize),
-                                                      config_.renderSampleRate)),
+      runner_(std::make_shared<lmn::LMNSessionRunner>(
+          context_.lmn, runnerQueue_, cycleFrames(config_.chunkSize), config_.renderSampleRate)),
       deviceTap_(std::make_unique<lmn::LMNTap>(context_.lmn, makeTapConfig(), tapQueue_)),
       mixBuffer_(2, cycleFrames(config_.chunkSize), config_.renderSampleRate),
       renderBuffer_(2, config_.chunkSize, config_.renderSampleRate),
       accumulator_(config_.chunkSize, config_.contextDevice->channelCount()),
-      timeline_(config_.chunkSize, config_.renderSampleRate, syncLatency_), hasDataSemaphore_(*rendererQueue_, 0),
-      install_(*rendererQueue_, [this] { installFeedingLoop(); }),
+      timeline_(config_.chunkSize, config_.renderSampleRate, syncLatency_),
+      hasDataSemaphore_(*rendererQueue_, 0),
       review_(context_.lmn.realm().mainQueue(), context_.reexamineRenderState),
-      processesSettled_(context_.lmn.realm().mainQueue(), processesQuiet, [this] { activeProcessesSettled(); }) {
+      processesSettled_(context_.lmn.realm().mainQueue(), processesQuiet,
+                        [this] { activeProcessesSettled(); }) {
     ORBDebugLog(0, "ORBMirrorDevice init: frames={} rate={} syncLatency={}", config_.chunkSize,
                 LogNumber{config_.renderSampleRate}, LogNumber{syncLatency_});
 }
@@ -95,6 +102,11 @@ void ORBMirrorDevice::begin() {
     syncronizer_->setDelaysRateChangeUntilHasSufficientMediaData(true);
     syncronizer_->addRenderer(*renderer_);
     observeContextDevice();
+    // Weakly: the renderer's queue may be about to run it while the device goes.
+    install_ = std::make_unique<dispatch::Signal>(*rendererQueue_, [weak = weak_from_this()] {
+        if (const auto self = weak.lock())
+            self->installFeedingLoop();
+    });
     running_.store(true);
     deviceTap_->start();
 }
@@ -138,8 +150,8 @@ void ORBMirrorDevice::observeContextDevice() {
         if (const auto self = weak.lock())
             self->resetRendererState(Flush::yes, "contextDevice.isMuted changed");
     }));
-    cancellable_.push_back(
-        config_.contextDevice->activeProcesses().observe([weak = weak_from_this()](const lmn::LMNProcessSet&) {
+    cancellable_.push_back(config_.contextDevice->activeProcesses().observe(
+        [weak = weak_from_this()](const lmn::LMNProcessSet&) {
             if (const auto self = weak.lock())
                 self->processesSettled_.touch();
         }));
@@ -204,7 +216,8 @@ void ORBMirrorDevice::stop(std::string_view reason) {
 
 void ORBMirrorDevice::resetRendererState(Flush flush, std::string_view reason) {
     if (!reason.empty())
-        ORBDebugLog(0, "{} resetRendererState(flush: {}, reason: {})", description_, flush == Flush::yes, reason);
+        ORBDebugLog(0, "{} resetRendererState(flush: {}, reason: {})", description_, flush == Flush::yes,
+                    reason);
     {
         const PendingGuard guard(pendingSampleBuffersLock_);
         accumulator_.reset();

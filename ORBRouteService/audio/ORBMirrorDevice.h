@@ -32,33 +32,34 @@ struct ORBMirrorDeviceContext {
     foundation::NotificationCenter& notifications;
     ORBManager& manager;
     std::shared_ptr<TapIOActivity> tapActivity;
-    std::function<dispatch::Date()> lastPause;      // when the user last paused; any thread, real-time
-    std::function<void()> reexamineRenderState;     // on the main queue, some time after the state has changed
-    avfoundation::EnqueueObserver enqueueObserver;  // for measuring; may be empty
-    coremedia::CMAllocator* allocator = nullptr;    // of sample buffers; nullptr: the heap
+    std::function<dispatch::Date()> lastPause;     // when the user last paused; any thread, real-time
+    std::function<void()> reexamineRenderState;    // on the main queue, some time after the state has changed
+    avfoundation::EnqueueObserver enqueueObserver; // for measuring; may be empty
+    coremedia::CMAllocator* allocator = nullptr;   // of sample buffers; nullptr: the heap
 };
 
 /// What a mirror device mirrors, and how.
 struct ORBMirrorDeviceConfig {
-    std::shared_ptr<lmn::LMNDevice> contextDevice;      // whose sound is captured
-    std::shared_ptr<AVOutputContextProtocol> context;   // whose output devices play it
+    std::shared_ptr<lmn::LMNDevice> contextDevice;              // whose sound is captured
+    std::shared_ptr<AVOutputContextProtocol> context;           // whose output devices play it
     std::uint32_t chunkSize = ORBManager::fixedRenderChunkSize; // frames
     double renderSampleRate = ORBManager::renderSampleRate;     // Hz
-    double syncLatency = 2.0;                           // s from capture to presentation
+    double syncLatency = 2.0;                                   // s from capture to presentation
 };
 
 /// Plays the captured sound of a virtual device to the output devices of a context.
 ///
 ///     IO queue      tap -> HTMixQueue
 ///     runnerQueue              HTMixQueue -> silence, resynchronisation, warm-up -> chunk -> pending buffers
-///     rendererQueue                                                                          pending -> renderer
-///     tapQueue      target devices and output devices change, synchronously from the main queue
+///     rendererQueue                                                                          pending ->
+///     renderer tapQueue      target devices and output devices change, synchronously from the main queue
 ///
-/// In each period the IO queue writes before the runner's cycle reads. The state of the chunk, its time line and
-/// the pending buffers are guarded by one lock, `pendingSampleBuffersLock_`: a reset from any thread is whole.
+/// In each period the IO queue writes before the runner's cycle reads. The state of the chunk, its time line
+/// and the pending buffers are guarded by one lock, `pendingSampleBuffersLock_`: a reset from any thread is
+/// whole.
 ///
-/// Shared because IO contexts, cycles and the feeding loop hold it weakly across threads; whoever lets go last,
-/// it is destroyed on the main queue. Made and used there, unless an operation says otherwise.
+/// Shared because IO contexts, cycles and the feeding loop hold it weakly across threads; whoever lets go
+/// last, it is destroyed on the main queue. Made and used there, unless an operation says otherwise.
 class ORBMirrorDevice final : public lmn::LMNTapDelegate,
                               public lmn::LMNSessionRunnerDelegate,
                               public std::enable_shared_from_this<ORBMirrorDevice> {
@@ -72,7 +73,8 @@ class ORBMirrorDevice final : public lmn::LMNTapDelegate,
     static constexpr std::int64_t warmupCycles = 10;
 
     /// Makes the device; capture has begun when this returns.
-    static std::shared_ptr<ORBMirrorDevice> create(ORBMirrorDeviceContext context, ORBMirrorDeviceConfig config);
+    static std::shared_ptr<ORBMirrorDevice> create(ORBMirrorDeviceContext context,
+                                                   ORBMirrorDeviceConfig config);
 
     ~ORBMirrorDevice() override;
     ORBMirrorDevice(const ORBMirrorDevice&) = delete;
@@ -116,12 +118,14 @@ class ORBMirrorDevice final : public lmn::LMNTapDelegate,
 
     // Called by the tap and the session runner.
 
-    std::shared_ptr<lmn::LMNTapIOContext> createIOContext(lmn::LMNTap& tap, const lmn::LMNTapConfig& config) override;
-    void sessionRunnerDidStart(lmn::LMNSessionRunner& runner, std::uint32_t frameCount, double sampleRate) override;
+    std::shared_ptr<lmn::LMNTapIOContext> createIOContext(lmn::LMNTap& tap,
+                                                          const lmn::LMNTapConfig& config) override;
+    void sessionRunnerDidStart(lmn::LMNSessionRunner& runner, std::uint32_t frameCount,
+                               double sampleRate) override;
     void sessionRunnerDidStop(lmn::LMNSessionRunner& runner) override;
 
-    /// One IO cycle. Real-time: takes no lock but the mix queue's and `pendingSampleBuffersLock_`, and allocates
-    /// nothing but the sample buffer of a finished chunk.
+    /// One IO cycle. Real-time: takes no lock but the mix queue's and `pendingSampleBuffersLock_`, and
+    /// allocates nothing but the sample buffer of a finished chunk.
     void performIOCycle(lmn::LMNSessionRunner& runner, std::int64_t sampleTime) override;
 
   private:
@@ -149,10 +153,12 @@ class ORBMirrorDevice final : public lmn::LMNTapDelegate,
 
     // The feeding loop, on rendererQueue.
     void installFeedingLoop();
-    static dispatch::Task<> feed(std::weak_ptr<ORBMirrorDevice> weak, std::shared_ptr<dispatch::Queue> keptUntilTheEnd,
+    static dispatch::Task<> feed(std::weak_ptr<ORBMirrorDevice> weak,
+                                 std::shared_ptr<dispatch::Queue> keptUntilTheEnd,
                                  std::shared_ptr<FeedMemory> memory);
     bool feedOne(FeedMemory& memory);
-    void watchLowBuffer(FeedMemory& memory, const coremedia::CMTime& now) ORB_REQUIRES(pendingSampleBuffersLock_);
+    void watchLowBuffer(FeedMemory& memory, const coremedia::CMTime& now)
+        ORB_REQUIRES(pendingSampleBuffersLock_);
     void correctTimeline(const RenderTimeline::Position& position) ORB_REQUIRES(pendingSampleBuffersLock_);
     void logFeed(FeedMemory& memory, const coremedia::CMTime& presentationTime,
                  const RenderTimeline::Position& position) const;
@@ -163,7 +169,8 @@ class ORBMirrorDevice final : public lmn::LMNTapDelegate,
     const double syncLatency_;
     const std::shared_ptr<lmn::LMNDispatchQueue> tapQueue_;
     const std::shared_ptr<lmn::LMNDispatchQueue> runnerQueue_;
-    const std::shared_ptr<dispatch::Queue> rendererQueue_; // shared with the feeding loop, which may end later
+    const std::shared_ptr<dispatch::Queue>
+        rendererQueue_; // shared with the feeding loop, which may end later
     const std::unique_ptr<avfoundation::AVSampleBufferRenderSynchronizer> syncronizer_;
     const std::unique_ptr<avfoundation::AVSampleBufferAudioRenderer> renderer_;
     const std::shared_ptr<HTMixQueue> mixQueue_; // shared with the IO contexts
@@ -179,13 +186,13 @@ class ORBMirrorDevice final : public lmn::LMNTapDelegate,
 
     // Written and read across threads.
     SilenceWatch silence_;
-    std::atomic<bool> needsResync_{false};            // asked for by tapQueue and runnerQueue, taken by runnerQueue
-    std::atomic<bool> hasConnectedBefore_{false};     // by tapQueue, read by runnerQueue
-    std::atomic<std::int64_t> connectedBuffers_{0};   // zeroed by tapQueue, counted by runnerQueue
-    std::atomic<std::size_t> connectedCount_{0};      // by tapQueue, read by runnerQueue
-    std::atomic<bool> running_{false};                // by the main queue, read by anybody
-    std::atomic<bool> needsReconnect_{false};         // by runnerQueue, taken by the main queue
-    std::atomic<bool> isRequestingMediaData_{false};  // by runnerQueue and resets, read by rendererQueue
+    std::atomic<bool> needsResync_{false}; // asked for by tapQueue and runnerQueue, taken by runnerQueue
+    std::atomic<bool> hasConnectedBefore_{false};    // by tapQueue, read by runnerQueue
+    std::atomic<std::int64_t> connectedBuffers_{0};  // zeroed by tapQueue, counted by runnerQueue
+    std::atomic<std::size_t> connectedCount_{0};     // by tapQueue, read by runnerQueue
+    std::atomic<bool> running_{false};               // by the main queue, read by anybody
+    std::atomic<bool> needsReconnect_{false};        // by runnerQueue, taken by the main queue
+    std::atomic<bool> isRequestingMediaData_{false}; // by runnerQueue and resets, read by rendererQueue
 
     dispatch::Lock pendingSampleBuffersLock_;
     ChunkAccumulator accumulator_ ORB_GUARDED_BY(pendingSampleBuffersLock_);
@@ -195,7 +202,7 @@ class ORBMirrorDevice final : public lmn::LMNTapDelegate,
     Devices connectedVirtualDevices_ ORB_GUARDED_BY(pendingSampleBuffersLock_);
 
     dispatch::Semaphore hasDataSemaphore_;
-    dispatch::Signal install_;
+    std::unique_ptr<dispatch::Signal> install_; // from `begin` on
     dispatch::Signal review_;
     dispatch::Debounce processesSettled_;
     std::vector<foundation::Subscription> cancellable_;

@@ -21,9 +21,7 @@ void ORBMirrorDevice::performIOCycle(lmn::LMNSessionRunner&, std::int64_t) {
         reviewDevices(silent);
 }
 
-double ORBMirrorDevice::reportedLatency() const {
-    return context_.manager.reportedLatency();
-}
+double ORBMirrorDevice::reportedLatency() const { return context_.manager.reportedLatency(); }
 
 bool ORBMirrorDevice::pausedWithin(double seconds) const {
     const dispatch::Date now = context_.lmn.realm().clock().wallNow();
@@ -100,10 +98,12 @@ void ORBMirrorDevice::accumulate() {
 void ORBMirrorDevice::enqueueChunk() {
     const RenderTimeline::ChunkTime time = timeline_.timeChunk(renderBuffer_.frameCount());
     if (time.start)
-        ORBDebugLog(0, "{} first chunk after resync: anchor={}, startLatency={}, pts={}, duration={}", description_,
-                    LogNumber{CMTimeGetSeconds(time.start->anchor)}, LogNumber{time.start->latency},
-                    LogNumber{CMTimeGetSeconds(time.presentationTime)}, LogNumber{time.duration});
-    auto buffer = makeSampleBuffer(renderBuffer_, audioFormatDescription_, time.presentationTime, context_.allocator);
+        ORBDebugLog(0, "{} first chunk after resync: anchor={}, startLatency={}, pts={}, duration={}",
+                    description_, LogNumber{CMTimeGetSeconds(time.start->anchor)},
+                    LogNumber{time.start->latency}, LogNumber{CMTimeGetSeconds(time.presentationTime)},
+                    LogNumber{time.duration});
+    auto buffer =
+        makeSampleBuffer(renderBuffer_, audioFormatDescription_, time.presentationTime, context_.allocator);
     if (buffer && !pendingSampleBuffers_.append(std::move(buffer)))
         ORBDebugLog(4, "{} the renderer takes no chunks, the oldest of {} is dropped", description_,
                     PendingSampleBuffers::capacity);
@@ -112,7 +112,7 @@ void ORBMirrorDevice::enqueueChunk() {
 void ORBMirrorDevice::wakeFeedingLoop() {
     hasDataSemaphore_.signal();
     if (!isRequestingMediaData_.exchange(true))
-        install_.raise();
+        install_->raise();
 }
 
 void ORBMirrorDevice::reviewDevices(bool silent) {

@@ -19,9 +19,7 @@ constexpr double lowBufferShare = 0.5;
 constexpr double deviationWorthALine = 0.01;
 constexpr double secondsBetweenFeedLines = 5.0;
 
-const char* directionOf(const RenderTimeline::Step& step) {
-    return step.earlier ? "earlier" : "later";
-}
+const char* directionOf(const RenderTimeline::Step& step) { return step.earlier ? "earlier" : "later"; }
 
 } // namespace
 
@@ -35,9 +33,8 @@ void ORBMirrorDevice::installFeedingLoop() {
     if (!isRequestingMediaData_.load()) // a reset came between; the next chunk asks again
         return;
     renderer_->requestMediaDataWhenReady(
-        *rendererQueue_, [weak = weak_from_this(), queue = rendererQueue_, memory = std::make_shared<FeedMemory>()] {
-            return feed(weak, queue, memory);
-        });
+        *rendererQueue_, [weak = weak_from_this(), queue = rendererQueue_,
+                          memory = std::make_shared<FeedMemory>()] { return feed(weak, queue, memory); });
 }
 
 // Interleaves: with the cycle and with resets at its one wait; after it everything is read anew.
@@ -69,7 +66,8 @@ bool ORBMirrorDevice::feedOne(FeedMemory& memory) {
         watchLowBuffer(memory, now);
         if (pendingSampleBuffers_.isEmpty())
             return false;
-        position = timeline_.positionOf(CMSampleBufferGetPresentationTimeStamp(*pendingSampleBuffers_.oldest()), now);
+        position = timeline_.positionOf(
+            CMSampleBufferGetPresentationTimeStamp(*pendingSampleBuffers_.oldest()), now);
         correctTimeline(position);
         buffer = pendingSampleBuffers_.takeOldest();
     }
@@ -84,8 +82,9 @@ void ORBMirrorDevice::watchLowBuffer(FeedMemory& memory, const coremedia::CMTime
     if (buffered >= low)
         memory.lowBufferLogged = false;
     else if (!std::exchange(memory.lowBufferLogged, true))
-        ORBDebugLog(0, "{} low buffer: buffered={}s (<{}s), pending={}, rate={}", description_, LogNumber{buffered},
-                    LogNumber{low}, pendingSampleBuffers_.count(), LogNumber{syncronizer_->rate()});
+        ORBDebugLog(0, "{} low buffer: buffered={}s (<{}s), pending={}, rate={}", description_,
+                    LogNumber{buffered}, LogNumber{low}, pendingSampleBuffers_.count(),
+                    LogNumber{syncronizer_->rate()});
 }
 
 void ORBMirrorDevice::correctTimeline(const RenderTimeline::Position& position) {
@@ -94,8 +93,9 @@ void ORBMirrorDevice::correctTimeline(const RenderTimeline::Position& position) 
         return;
     const LogNumber buffered{timeline_.buffered(syncronizer_->currentTime())};
     if (step.kind == RenderTimeline::Correction::startup)
-        ORBDebugLog(1, "{} startup sync correction: delta={}s, correction={}s ({}), newBuffered={}", description_,
-                    LogNumber{position.delta}, LogNumber{step.seconds}, directionOf(step), buffered);
+        ORBDebugLog(1, "{} startup sync correction: delta={}s, correction={}s ({}), newBuffered={}",
+                    description_, LogNumber{position.delta}, LogNumber{step.seconds}, directionOf(step),
+                    buffered);
     else
         ORBDebugLog(0, "{} micro-retime: delta={}s, step={}s ({}), newBuffered={}", description_,
                     LogNumber{position.delta}, LogNumber{step.seconds}, directionOf(step), buffered);
@@ -104,17 +104,19 @@ void ORBMirrorDevice::correctTimeline(const RenderTimeline::Position& position) 
 void ORBMirrorDevice::logFeed(FeedMemory& memory, const coremedia::CMTime& presentationTime,
                               const RenderTimeline::Position& position) const {
     const double now = dispatch::toSeconds(context_.lmn.realm().clock().wallNow().time_since_epoch());
-    if (std::fabs(position.delta) <= deviationWorthALine || now - memory.lastFeedLogTime <= secondsBetweenFeedLines)
+    if (std::fabs(position.delta) <= deviationWorthALine ||
+        now - memory.lastFeedLogTime <= secondsBetweenFeedLines)
         return;
     memory.lastFeedLogTime = now;
     const LogNumber target{syncLatency_};
-    ORBDebugLog(0,
-                "{} feed chunk: pts={}, now={}, ahead={}s, effectiveLatency={}s, target={}s(base={}s) rate={} "
-                "reported={}",
-                description_, LogNumber{CMTimeGetSeconds(presentationTime)},
-                LogNumber{CMTimeGetSeconds(syncronizer_->currentTime())}, LogNumber{position.ahead},
-                LogNumber{position.effectiveLatency}, target, target, LogNumber{syncronizer_->rate()},
-                LogNumber{reportedLatency()});
+    ORBDebugLog(
+        0,
+        "{} feed chunk: pts={}, now={}, ahead={}s, effectiveLatency={}s, target={}s(base={}s) rate={} "
+        "reported={}",
+        description_, LogNumber{CMTimeGetSeconds(presentationTime)},
+        LogNumber{CMTimeGetSeconds(syncronizer_->currentTime())}, LogNumber{position.ahead},
+        LogNumber{position.effectiveLatency}, target, target, LogNumber{syncronizer_->rate()},
+        LogNumber{reportedLatency()});
 }
 
 } // namespace orb

@@ -24,8 +24,8 @@ class TapIOActivity {
     /// An IO stream begins; a pending stop is cancelled.
     void began();
 
-    /// An IO stream has ended. After the last, `stop` runs on the main queue after `stopDelay`, unless another
-    /// begins before.
+    /// An IO stream has ended. After the last, `stop` runs on the main queue after `stopDelay`, unless
+    /// another begins before.
     void ended(dispatch::Work stop);
 
     /// Streams that run; never negative.
@@ -49,10 +49,11 @@ struct ORBTapIOContextParts {
 
 /// Writes what a tap captures into the mix queue of a mirror device, and runs the device's session while
 /// there is something to capture. On the IO queue.
-class ORBTapIOContext final : public lmn::LMNTapIOContext, public std::enable_shared_from_this<ORBTapIOContext> {
+class ORBTapIOContext final : public lmn::LMNTapIOContext,
+                              public std::enable_shared_from_this<ORBTapIOContext> {
   public:
-    ORBTapIOContext(lmn::LMNTap& tap, const lmn::LMNTapConfig& config, std::shared_ptr<lmn::LMNDispatchQueue> queue,
-                    ORBTapIOContextParts parts);
+    ORBTapIOContext(lmn::LMNTap& tap, const lmn::LMNTapConfig& config,
+                    std::shared_ptr<lmn::LMNDispatchQueue> queue, ORBTapIOContextParts parts);
 
     void willStartIO() override;
     void didStopIO() override;

@@ -10,8 +10,8 @@
 
 namespace orb {
 
-/// Chunks that wait for the renderer, oldest first. Its memory is taken at creation; the mirror device guards it
-/// with its lock.
+/// Chunks that wait for the renderer, oldest first. Its memory is taken at creation; the mirror device guards
+/// it with its lock.
 class PendingSampleBuffers {
   public:
     using Buffer = std::shared_ptr<const coremedia::CMSampleBuffer>;

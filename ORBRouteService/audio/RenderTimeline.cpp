@@ -9,7 +9,9 @@ namespace orb {
 using coremedia::CMTime;
 
 RenderTimeline::RenderTimeline(std::uint32_t chunkSize, double sampleRate, double syncLatency)
-    : sampleRate_(sampleRate), chunkDuration_(chunkSize / sampleRate), syncLatency_(syncLatency),
+    : sampleRate_(sampleRate),
+      chunkDuration_(chunkSize / sampleRate),
+      syncLatency_(syncLatency),
       timescale_(static_cast<std::int32_t>(std::lround(sampleRate))) {}
 
 void RenderTimeline::reset(const CMTime& now) {
@@ -25,7 +27,8 @@ void RenderTimeline::anchorAt(const CMTime& now) {
 }
 
 RenderTimeline::ChunkTime RenderTimeline::timeChunk(std::uint32_t frames) {
-    ChunkTime chunk{.presentationTime = lastSampleTime_, .duration = frames / sampleRate_, .start = std::nullopt};
+    ChunkTime chunk{
+        .presentationTime = lastSampleTime_, .duration = frames / sampleRate_, .start = std::nullopt};
     if (pendingTimebaseReset_) {
         chunk.start = {.anchor = resetAnchorTime_, .latency = std::max(syncLatency_, 0.0)};
         chunk.presentationTime = CMTimeAdd(resetAnchorTime_, mediaTime(chunk.start->latency));
@@ -59,13 +62,9 @@ RenderTimeline::Step RenderTimeline::correct(const Position& position, bool prio
     return {};
 }
 
-double RenderTimeline::coarseThreshold() const {
-    return std::max(0.8 * syncLatency_, 0.5);
-}
+double RenderTimeline::coarseThreshold() const { return std::max(0.8 * syncLatency_, 0.5); }
 
-double RenderTimeline::fineThreshold() const {
-    return std::max(0.01 * syncLatency_, 0.02);
-}
+double RenderTimeline::fineThreshold() const { return std::max(0.01 * syncLatency_, 0.02); }
 
 RenderTimeline::Step RenderTimeline::moveBy(Correction kind, double seconds, bool earlier) {
     const CMTime step = mediaTime(seconds);

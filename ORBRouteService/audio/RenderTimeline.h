@@ -9,11 +9,13 @@
 namespace orb {
 
 /// When each chunk is to be heard. Chunks follow one another on a running presentation time, which is tied to
-/// the synchroniser's clock by an anchor after every reset, and corrected while chunks are fed: once, coarsely,
-/// at the start of a resynchronisation, and by tiny steps all the time where synchronisation has priority.
+/// the synchroniser's clock by an anchor after every reset, and corrected while chunks are fed: once,
+/// coarsely, at the start of a resynchronisation, and by tiny steps all the time where synchronisation has
+/// priority.
 ///
 ///     clock   |anchor                       |anchor + latency
-///     chunks                                [0      )[1      )[2      )  lastSampleTime: where the next begins
+///     chunks                                [0      )[1      )[2      )  lastSampleTime: where the next
+///     begins
 ///
 /// A value without threads or clock; the mirror device guards it with its lock.
 class RenderTimeline {
@@ -58,9 +60,10 @@ class RenderTimeline {
 
     /// How a chunk that is fed lies against the clock.
     struct Position {
-        double ahead = 0;            // seconds from now to its presentation time
-        double effectiveLatency = 0; // seconds from its first frame's capture to its presentation, as it is fed
-        double delta = 0;            // seconds by which that exceeds the wanted latency
+        double ahead = 0; // seconds from now to its presentation time
+        double effectiveLatency =
+            0;            // seconds from its first frame's capture to its presentation, as it is fed
+        double delta = 0; // seconds by which that exceeds the wanted latency
     };
     Position positionOf(const coremedia::CMTime& presentationTime, const coremedia::CMTime& now) const;
 

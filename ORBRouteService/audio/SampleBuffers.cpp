@@ -13,7 +13,8 @@ using coremedia::CMBlockBufferFlags;
 using coremedia::OSStatus;
 
 /// A block buffer with the chunk's floats; nullptr when a step fails.
-std::shared_ptr<CMBlockBuffer> makeBlockBuffer(const lmn::LMNBuffer& chunk, coremedia::CMAllocator* allocator) {
+std::shared_ptr<CMBlockBuffer> makeBlockBuffer(const lmn::LMNBuffer& chunk,
+                                               coremedia::CMAllocator* allocator) {
     const std::size_t bytes = std::size_t{chunk.frameCount()} * chunk.channelCount() * sizeof(float);
     std::shared_ptr<CMBlockBuffer> whole;
     if (const OSStatus status = CMBlockBufferCreateEmpty(0, CMBlockBufferFlags::none, whole, allocator)) {
@@ -21,8 +22,8 @@ std::shared_ptr<CMBlockBuffer> makeBlockBuffer(const lmn::LMNBuffer& chunk, core
         return nullptr;
     }
     std::shared_ptr<CMBlockBuffer> block;
-    if (const OSStatus status =
-            CMBlockBufferCreateWithMemoryBlock(bytes, CMBlockBufferFlags::assureMemoryNow, block, allocator)) {
+    if (const OSStatus status = CMBlockBufferCreateWithMemoryBlock(bytes, CMBlockBufferFlags::assureMemoryNow,
+                                                                   block, allocator)) {
         ORBDebugLog(4, "Error creating CMBlockBuffer with memory block ({})", status);
         return nullptr;
     }
@@ -30,8 +31,8 @@ std::shared_ptr<CMBlockBuffer> makeBlockBuffer(const lmn::LMNBuffer& chunk, core
         ORBDebugLog(4, "Error replacing data bytes of CMBlockBuffer ({})", status);
         return nullptr;
     }
-    if (const OSStatus status = CMBlockBufferAppendBufferReference(whole, block, 0, CMBlockBufferGetDataLength(*block),
-                                                                   CMBlockBufferFlags::none)) {
+    if (const OSStatus status = CMBlockBufferAppendBufferReference(
+            whole, block, 0, CMBlockBufferGetDataLength(*block), CMBlockBufferFlags::none)) {
         ORBDebugLog(4, "Error appending buffer reference ({})", status);
         return nullptr;
     }
@@ -40,12 +41,12 @@ std::shared_ptr<CMBlockBuffer> makeBlockBuffer(const lmn::LMNBuffer& chunk, core
 
 } // namespace
 
-std::shared_ptr<const coremedia::CMAudioFormatDescription> makeRenderFormat(double sampleRate,
-                                                                            coremedia::CMAllocator* allocator) {
+std::shared_ptr<const coremedia::CMAudioFormatDescription> makeRenderFormat(
+    double sampleRate, coremedia::CMAllocator* allocator) {
     constexpr std::uint32_t channels = 2;
     std::shared_ptr<const coremedia::CMAudioFormatDescription> format;
-    const OSStatus status = CMAudioFormatDescriptionCreate(coremedia::packedFloatDescription(sampleRate, channels),
-                                                           format, allocator);
+    const OSStatus status = CMAudioFormatDescriptionCreate(
+        coremedia::packedFloatDescription(sampleRate, channels), format, allocator);
     if (status != coremedia::noErr || !format)
         ORBDebugLog(4, "ORBMirrorDevice: Failed to create audio format description ({})", status);
     return format;
@@ -64,8 +65,8 @@ std::shared_ptr<const coremedia::CMSampleBuffer> makeSampleBuffer(
         return nullptr;
     }
     std::shared_ptr<const coremedia::CMSampleBuffer> buffer;
-    CMAudioSampleBufferCreateReadyWithPacketDescriptions(block, format, chunk.frameCount(), presentationTime, buffer,
-                                                         allocator);
+    CMAudioSampleBufferCreateReadyWithPacketDescriptions(block, format, chunk.frameCount(), presentationTime,
+                                                         buffer, allocator);
     return buffer;
 }
 

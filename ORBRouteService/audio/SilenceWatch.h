@@ -6,8 +6,8 @@
 
 namespace orb {
 
-/// How long it has been silent, and what follows from that. Written on the render queue; `silentSeconds` may be
-/// read by any thread.
+/// How long it has been silent, and what follows from that. Written on the render queue; `silentSeconds` may
+/// be read by any thread.
 class SilenceWatch {
   public:
     /// A silence of more than this, s, makes the sound after it a return of sound.
@@ -29,8 +29,8 @@ class SilenceWatch {
 
     enum class Stop { none, afterPause, afterSilence };
 
-    /// Whether it has been silent for long enough to stop: after a recent pause by the user, as soon as what was
-    /// on its way has been heard (`reportedLatency` s); else after `stopThreshold`.
+    /// Whether it has been silent for long enough to stop: after a recent pause by the user, as soon as what
+    /// was on its way has been heard (`reportedLatency` s); else after `stopThreshold`.
     Stop stopDue(bool recentlyPaused, double reportedLatency) const {
         if (recentlyPaused && silentSeconds() > reportedLatency)
             return Stop::afterPause;

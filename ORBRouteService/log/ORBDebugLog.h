@@ -13,8 +13,8 @@ namespace orb {
 using lmn::LMNLogLevel;
 
 /// Writes one line to the framework's log: "[Orbweaver] ", `message` unchanged, a line feed.
-/// Every call is one line, whatever its level (0 routine, 1 milestone, 4 failure). Any thread; keeps no state;
-/// never fails, never waits, and allocates only for messages above some 400 bytes.
+/// Every call is one line, whatever its level (0 routine, 1 milestone, 4 failure). Any thread; keeps no
+/// state; never fails, never waits, and allocates only for messages above some 400 bytes.
 void ORBDebugLog(LMNLogLevel level, std::string_view message) noexcept;
 
 /// Formats the message in place, without allocating for messages of usual length.

@@ -14,7 +14,7 @@ constexpr std::size_t likelyMatchFrames = 64;
 // Enough to hold every alignment of any real sound; a short period may have more, all equally good.
 constexpr std::size_t mostCandidates = 4096;
 
-}  // namespace
+} // namespace
 
 std::optional<FoundAlignment> AlignmentSearch::find(const RecordedFrames& recorded,
                                                     std::size_t searchedFrames,
@@ -114,4 +114,4 @@ std::optional<FoundAlignment> AlignmentSearch::best(const AlignmentPreference& p
     return winner->found;
 }
 
-}  // namespace mirrorlab
+} // namespace mirrorlab

@@ -20,15 +20,15 @@ struct OffsetRange {
 
 /// Which of several fitting alignments is believed.
 struct AlignmentPreference {
-    std::optional<OffsetRange> hint;  // fitting alignments inside go first
-    FrameNumber expectedOffset = 0;   // then the nearest to this
-    std::vector<FrameNumber> likely;  // offsets tried at every frame, without the index
+    std::optional<OffsetRange> hint; // fitting alignments inside go first
+    FrameNumber expectedOffset = 0;  // then the nearest to this
+    std::vector<FrameNumber> likely; // offsets tried at every frame, without the index
 };
 
 /// Recorded frames not aligned yet, one after the other.
 struct RecordedFrames {
     std::span<const float> frames;
-    FrameNumber firstFileFrame = 0;  // where frames.front() stands in the recording
+    FrameNumber firstFileFrame = 0; // where frames.front() stands in the recording
 };
 
 /// A frame of the recording and the offset at which it equals the source.
@@ -43,7 +43,7 @@ struct FoundAlignment {
 /// stretch does not mislead; those that fit equally long are told apart by the preference. Keeps nothing
 /// between searches but references. One thread.
 class AlignmentSearch {
-public:
+  public:
     AlignmentSearch(const SourceWindow& window, const SourceIndex& index) : window_(window), index_(index) {}
 
     /// Frames past a searched frame that must be at hand to judge it, unless the recording has ended: the
@@ -55,10 +55,10 @@ public:
     std::optional<FoundAlignment> find(const RecordedFrames& recorded, std::size_t searchedFrames,
                                        const AlignmentPreference& preference);
 
-private:
+  private:
     struct Candidate {
         FoundAlignment found;
-        FrameNumber matchEnd = 0;  // file frame behind the match
+        FrameNumber matchEnd = 0; // file frame behind the match
     };
 
     void collectLikely(const RecordedFrames& recorded, std::size_t at, const AlignmentPreference& preference);
@@ -72,4 +72,4 @@ private:
     std::vector<Candidate> candidates_;
 };
 
-}  // namespace mirrorlab
+} // namespace mirrorlab

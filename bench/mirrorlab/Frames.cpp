@@ -20,7 +20,7 @@ std::size_t equalFramesOneByOne(const float* first, const float* second, std::si
     return equal;
 }
 
-}  // namespace
+} // namespace
 
 std::size_t equalFrames(const float* first, const float* second, std::size_t frames) {
     std::size_t done = 0;
@@ -70,4 +70,4 @@ std::size_t readFully(FrameReader& reader, std::span<float> interleaved) {
     return done;
 }
 
-}  // namespace mirrorlab
+} // namespace mirrorlab

@@ -18,7 +18,7 @@ using FrameNumber = std::int64_t;
 
 /// A stream of stereo frames that is read once, from front to back, by one thread.
 class FrameReader {
-public:
+  public:
     FrameReader() = default;
     FrameReader(const FrameReader&) = delete;
     FrameReader& operator=(const FrameReader&) = delete;
@@ -55,4 +55,4 @@ std::size_t leadingSilentFrames(std::span<const float> interleaved);
 /// Reads until `interleaved` is full or the stream ends; returns the frames read.
 std::size_t readFully(FrameReader& reader, std::span<float> interleaved);
 
-}  // namespace mirrorlab
+} // namespace mirrorlab

@@ -12,7 +12,9 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <random>
 #include <system_error>
 #include <utility>
@@ -29,14 +31,13 @@ constexpr double lateShare = 0.02;
 /// ends, s.
 constexpr double tailMargin = 0.7;
 
-void report(const std::string& line) {
-    lmn::LMNLog(4, line + "\n");
-}
+void report(const std::string& line) { lmn::LMNLog(4, line + "\n"); }
 
 std::function<dispatch::Nanoseconds()> wakeDelays(double worstSeconds, std::uint64_t seed) {
     return [worstSeconds, random = std::mt19937_64(seed)]() mutable {
         std::uniform_real_distribution<double> even(0.0, 1.0);
-        return even(random) < lateShare ? dispatch::toNanoseconds(worstSeconds * even(random)) : dispatch::Nanoseconds{0};
+        return even(random) < lateShare ? dispatch::toNanoseconds(worstSeconds * even(random))
+                                        : dispatch::Nanoseconds{0};
     };
 }
 
@@ -59,11 +60,13 @@ class Lab::FirstSound final : public lmn::LMNTapDelegate {
   public:
     explicit FirstSound(const dispatch::Clock& clock) : clock_(clock) {}
 
-    std::shared_ptr<lmn::LMNTapIOContext> createIOContext(lmn::LMNTap& tap, const lmn::LMNTapConfig& config) override {
-        return std::make_shared<lmn::LMNTapIOContext>(tap, config, tap.queue(), [this](lmn::LMNBuffer& buffer) {
-            if (frames_.fetch_add(buffer.frameCount()) == 0)
-                time_.store(clock_.cycleTime());
-        });
+    std::shared_ptr<lmn::LMNTapIOContext> createIOContext(lmn::LMNTap& tap,
+                                                          const lmn::LMNTapConfig& config) override {
+        return std::make_shared<lmn::LMNTapIOContext>(tap, config, tap.queue(),
+                                                      [this](lmn::LMNBuffer& buffer) {
+                                                          if (frames_.fetch_add(buffer.frameCount()) == 0)
+                                                              time_.store(clock_.cycleTime());
+                                                      });
     }
 
     dispatch::HostTime time() const { return time_.load(); }
@@ -75,17 +78,26 @@ class Lab::FirstSound final : public lmn::LMNTapDelegate {
     std::atomic<std::int64_t> frames_{0};    // likewise
 };
 
-Lab::Lab(dispatch::Realm& realm, LabLog& log, const LabOptions& options, std::vector<airplay::ReceiverEntry> receivers,
-         std::function<void()> finished)
-    : realm_(realm), log_(log), options_(options), finished_(std::move(finished)), runtime_(directory_.path() / "run"),
+Lab::Lab(dispatch::Realm& realm, LabLog& log, const LabOptions& options,
+         std::vector<airplay::ReceiverEntry> receivers, std::function<void()> finished)
+    : realm_(realm),
+      log_(log),
+      options_(options),
+      finished_(std::move(finished)),
+      runtime_(directory_.path() / "run"),
       distributedNotifications_(realm.mainQueue(), runtime_, report),
-      defaults_(orb::ORBUserDefaults::create(defaultsContext())), deviceManager_(runtime_, realm.mainQueue()),
-      audioServer_(realm), lmn_(realm, deviceManager_, audioServer_), playback_(realm, report),
-      context_(playback_, notifications_), start_(realm.clock().now()) {
-    manager_ = std::make_unique<orb::ORBManager>(orb::ORBManagerContext{.mainQueue = realm.mainQueue(),
-                                                                        .notifications = notifications_,
-                                                                        .distributedNotifications = distributedNotifications_,
-                                                                        .defaults = *defaults_});
+      defaults_(orb::ORBUserDefaults::create(defaultsContext())),
+      deviceManager_(runtime_, realm.mainQueue()),
+      audioServer_(realm),
+      lmn_(realm, deviceManager_, audioServer_),
+      playback_(realm, report),
+      context_(playback_, notifications_),
+      start_(realm.clock().now()) {
+    manager_ = std::make_unique<orb::ORBManager>(
+        orb::ORBManagerContext{.mainQueue = realm.mainQueue(),
+                               .notifications = notifications_,
+                               .distributedNotifications = distributedNotifications_,
+                               .defaults = *defaults_});
     applySettings();
     addReceivers(std::move(receivers));
     makeMirrorDevice();
@@ -93,6 +105,7 @@ Lab::Lab(dispatch::Realm& realm, LabLog& log, const LabOptions& options, std::ve
 }
 
 Lab::~Lab() {
+    playback_.finish(); // the receivers' observers write to what goes first
     subscriptions_.clear();
     player_.reset();
     measureTap_.reset();
@@ -118,7 +131,8 @@ void Lab::applySettings() {
 void Lab::addReceivers(std::vector<airplay::ReceiverEntry> receivers) {
     if (!options_.keepRecordings)
         live_ = std::make_unique<LiveAnalysis>(
-            SourceSound::open(sourceOptions(options_.soundFiles, options_.atLeastSeconds, options_.durationSeconds)),
+            SourceSound::open(
+                sourceOptions(options_.soundFiles, options_.atLeastSeconds, options_.durationSeconds)),
             receivers.size());
     for (std::size_t index = 0; index < receivers.size(); ++index) {
         airplay::FrameObserver observer;
@@ -128,7 +142,8 @@ void Lab::addReceivers(std::vector<airplay::ReceiverEntry> receivers) {
                 live_->play(index, frames, first);
             };
         }
-        receivers_.push_back(std::make_shared<airplay::EmbeddedReceiver>(std::move(receivers[index]), report, observer));
+        receivers_.push_back(
+            std::make_shared<airplay::EmbeddedReceiver>(std::move(receivers[index]), report, observer));
         playback_.addReceiver(receivers_.back());
     }
 }
@@ -149,9 +164,9 @@ void Lab::makeMirrorDevice() {
         {.contextDevice = device_,
          .context = std::make_shared<LabOutputContext>(context_, deviceManager_),
          .syncLatency = manager_->renderLatency()});
-    subscriptions_.push_back(notifications_.observe(avfoundation::AVOutputContextOutputDevicesDidChangeNotification,
-                                                    &context_, &realm_.mainQueue(),
-                                                    [this](const foundation::Notification&) { mirror_->outputDevicesChanged(); }));
+    subscriptions_.push_back(notifications_.observe(
+        avfoundation::AVOutputContextOutputDevicesDidChangeNotification, &context_, &realm_.mainQueue(),
+        [this](const foundation::Notification&) { mirror_->outputDevicesChanged(); }));
 }
 
 void Lab::measureFirstSound() {
@@ -175,11 +190,13 @@ void Lab::connectReceiver(std::size_t index) {
 }
 
 void Lab::startPlayer() {
+    const double latency =
+        std::clamp(manager_->renderLatency(), 0.0, orb::ORBMirrorDevice::longestSyncLatency);
     PlayOptions play{.soundFiles = options_.soundFiles,
                      .atLeastSeconds = options_.atLeastSeconds,
                      .durationSeconds = options_.durationSeconds,
                      .socket = device_->directory().path() / lmn::playerSocketName,
-                     .tailSeconds = manager_->renderLatency() + tailMargin};
+                     .tailSeconds = latency + tailMargin};
     debt_ = realm_.awaitOutside("the player to begin", [this] {
         return playerStatus_.has_value() || !device_->activeProcesses().get().empty();
     });
@@ -190,7 +207,8 @@ void Lab::startPlayer() {
                 endWhenHeard();
         });
     }));
-    player_ = std::make_unique<PlayerProcess>(realm_.mainQueue(), play, [this](int status) { playerEnded(status); });
+    player_ = std::make_unique<PlayerProcess>(realm_.mainQueue(), play,
+                                              [this](int status) { playerEnded(status); });
 }
 
 void Lab::playerEnded(int status) {
@@ -201,7 +219,8 @@ void Lab::playerEnded(int status) {
 }
 
 void Lab::endWhenHeard() {
-    connecting_.push_back(realm_.mainQueue().asyncAfter(dispatch::toNanoseconds(tailMargin), [this] { finished_(); }));
+    connecting_.push_back(
+        realm_.mainQueue().asyncAfter(dispatch::toNanoseconds(tailMargin), [this] { finished_(); }));
 }
 
 void Lab::noteLatency(const avfoundation::EnqueuedBuffer& buffer) {
@@ -221,8 +240,10 @@ Report Lab::conclude(double elapsedSeconds) {
                          .durationSeconds = 0,
                          .mode = options_.mode,
                          .latencySeconds = manager_->renderLatency()};
-    for (const auto& file : options_.soundFiles)
+    for (const auto& file : options_.soundFiles) {
         report.parameters.soundFiles.push_back(file);
+        std::ranges::copy(SoundFile(file).notices(), std::back_inserter(report.parameters.notices));
+    }
     describeReceivers(report, receiverResults());
     const lmn::PacerFigures figures = lmn_.pacerFigures();
     report.lateCycles = static_cast<std::int64_t>(figures.late);
@@ -240,13 +261,16 @@ std::vector<ReceiverResult> Lab::receiverResults() {
     if (live_)
         return live_->finish();
     const auto source = [this]() -> std::unique_ptr<FrameReader> {
-        return SourceSound::open(sourceOptions(options_.soundFiles, options_.atLeastSeconds, options_.durationSeconds));
+        return SourceSound::open(
+            sourceOptions(options_.soundFiles, options_.atLeastSeconds, options_.durationSeconds));
     };
     std::vector<OpenReader> recordings;
+    recordings.reserve(receivers_.size());
     for (const auto& receiver : receivers_)
-        recordings.emplace_back([file = receiver->entry().file.value_or("")]() -> std::unique_ptr<FrameReader> {
-            return std::make_unique<RecordingFile>(file);
-        });
+        recordings.emplace_back(
+            [file = receiver->entry().file.value_or("")]() -> std::unique_ptr<FrameReader> {
+                return std::make_unique<RecordingFile>(file);
+            });
     return analyseReceivers(source, recordings, {}, RecordingEnd::withSource);
 }
 
@@ -268,13 +292,9 @@ void Lab::describeReceivers(Report& report, std::vector<ReceiverResult> results)
     }
 }
 
-double Lab::progress() const {
-    return static_cast<double>(firstSound_->frames()) / framesPerSecond;
-}
+double Lab::progress() const { return static_cast<double>(firstSound_->frames()) / framesPerSecond; }
 
-std::int64_t Lab::lateCycles() {
-    return static_cast<std::int64_t>(lmn_.pacerFigures().late);
-}
+std::int64_t Lab::lateCycles() { return static_cast<std::int64_t>(lmn_.pacerFigures().late); }
 
 std::optional<std::uint64_t> Lab::digest() const {
     return live_ ? std::optional(live_->digest()) : std::nullopt;

@@ -40,8 +40,8 @@ class TemporaryDirectory {
 class Lab {
   public:
     /// `finished` is called on the main queue when all has been heard, or the player has failed.
-    Lab(dispatch::Realm& realm, LabLog& log, const LabOptions& options, std::vector<airplay::ReceiverEntry> receivers,
-        std::function<void()> finished);
+    Lab(dispatch::Realm& realm, LabLog& log, const LabOptions& options,
+        std::vector<airplay::ReceiverEntry> receivers, std::function<void()> finished);
     ~Lab();
 
     /// Connects the receivers and starts the player.

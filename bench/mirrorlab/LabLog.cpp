@@ -47,12 +47,14 @@ void LabLog::note(std::string_view text) {
     if (!journal_.is_open())
         return;
     const std::string_view line = text.substr(0, text.find_last_not_of('\n') + 1);
-    journal_ << fmt::format("{:.9f} {}\n", dispatch::toSeconds(clock_.now() - start_), withoutIdentities(line));
+    journal_ << fmt::format("{:.9f} {}\n", dispatch::toSeconds(clock_.now() - start_),
+                            withoutIdentities(line));
 }
 
 std::vector<Resynchronisation> LabLog::resynchronisations(dispatch::HostTime epoch) const {
     const dispatch::LockGuard guard(lock_);
     std::vector<Resynchronisation> list;
+    list.reserve(resynchronisations_.size());
     for (const Seen& seen : resynchronisations_)
         list.push_back({.timeSeconds = dispatch::toSeconds(seen.time - epoch), .reason = seen.reason});
     return list;

@@ -18,7 +18,8 @@ namespace mirrorlab {
 class LabLog final : public lmn::LMNLogTarget {
   public:
     /// `next` gets every line. Throws std::system_error when the journal, if any, cannot be written.
-    LabLog(const dispatch::Clock& clock, lmn::LMNLogTarget& next, const std::optional<std::filesystem::path>& journal);
+    LabLog(const dispatch::Clock& clock, lmn::LMNLogTarget& next,
+           const std::optional<std::filesystem::path>& journal);
 
     void write(lmn::LMNLogLevel level, std::string_view text) noexcept override;
 

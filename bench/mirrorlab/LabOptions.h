@@ -21,11 +21,11 @@ struct LabOptions {
     std::filesystem::path output = "mirrorlab-output";  // log, recordings of the built-in receivers
     std::optional<double> latencySeconds;               // none: the registered default
     bool prioritizeSync = false;
-    double worstWakeDelaySeconds = 0;                   // injected late wake-ups: none
-    std::uint64_t seed = 1;                             // of the injected delays
-    std::optional<std::filesystem::path> jsonReport;    // "-" is standard output
-    std::optional<std::filesystem::path> journal;       // of what happened, without what differs between two runs
-    bool keepRecordings = true;                         // false in virtual time unless asked for
+    double worstWakeDelaySeconds = 0;                // injected late wake-ups: none
+    std::uint64_t seed = 1;                          // of the injected delays
+    std::optional<std::filesystem::path> jsonReport; // "-" is standard output
+    std::optional<std::filesystem::path> journal; // of what happened, without what differs between two runs
+    bool keepRecordings = true;                   // false in virtual time unless asked for
 };
 
 /// What the player process is asked to do.

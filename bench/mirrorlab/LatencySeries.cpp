@@ -19,7 +19,7 @@ void merge(LatencySeries::Point& into, const LatencySeries::Point& other) {
         (other.mean - into.mean) * static_cast<double>(other.values) / static_cast<double>(into.values);
 }
 
-}  // namespace
+} // namespace
 
 LatencySeries::LatencySeries(std::size_t mostPoints)
     : mostPoints_(std::max<std::size_t>(mostPoints / 2, 1) * 2) {}
@@ -47,4 +47,4 @@ void LatencySeries::mergeNeighbours() {
     valuesPerPoint_ *= 2;
 }
 
-}  // namespace mirrorlab
+} // namespace mirrorlab

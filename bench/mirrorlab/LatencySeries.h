@@ -9,10 +9,10 @@ namespace mirrorlab {
 /// One value over time, kept in bounded memory however long the run: when the points become too many,
 /// neighbours are merged. Extremes are never lost, in no point and not in the whole. One thread.
 class LatencySeries {
-public:
+  public:
     /// The values of a stretch of time.
     struct Point {
-        double timeSeconds = 0.0;  // of the first value
+        double timeSeconds = 0.0; // of the first value
         double least = 0.0;
         double most = 0.0;
         double mean = 0.0;
@@ -30,7 +30,7 @@ public:
     /// All values together; `values` is 0 when none was added.
     const Point& whole() const { return whole_; }
 
-private:
+  private:
     void mergeNeighbours();
 
     std::size_t mostPoints_;
@@ -39,4 +39,4 @@ private:
     Point whole_;
 };
 
-}  // namespace mirrorlab
+} // namespace mirrorlab

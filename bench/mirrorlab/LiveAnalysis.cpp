@@ -15,8 +15,11 @@ constexpr std::array<float, silentFrames * channelCount> silence{};
 
 } // namespace
 
-LiveAnalysis::LiveAnalysis(std::unique_ptr<FrameReader> source, std::size_t receivers, StreamAnalysisOptions options)
-    : source_(std::move(source)), analysis_(*source_, options), comparisons_(receivers > 0 ? receivers - 1 : 0) {}
+LiveAnalysis::LiveAnalysis(std::unique_ptr<FrameReader> source, std::size_t receivers,
+                           StreamAnalysisOptions options)
+    : source_(std::move(source)),
+      analysis_(*source_, options),
+      comparisons_(receivers > 0 ? receivers - 1 : 0) {}
 
 void LiveAnalysis::play(std::size_t receiver, std::span<const float> frames, FrameNumber first) {
     if (receiver == 0)
@@ -56,7 +59,8 @@ std::vector<ReceiverResult> LiveAnalysis::finish() {
     std::vector<ReceiverResult> results;
     results.push_back({.stream = analysis_.finish(), .againstFirst = {}, .offsetToFirst = 0});
     for (const ReceiverComparison& comparison : comparisons_) {
-        ReceiverResult result{.stream = {}, .againstFirst = comparison.result(), .offsetToFirst = std::nullopt};
+        ReceiverResult result{
+            .stream = {}, .againstFirst = comparison.result(), .offsetToFirst = std::nullopt};
         if (comparison.result().identical()) {
             result.stream = results.front().stream;
             result.offsetToFirst = 0;

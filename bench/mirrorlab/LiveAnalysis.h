@@ -11,14 +11,16 @@
 
 namespace mirrorlab {
 
-/// Judges the receivers' sound while it is played, so that a run of any length needs no disk: the first receiver
-/// against the source, each other one against the first. On the playout queue; `finish` when that is idle.
+/// Judges the receivers' sound while it is played, so that a run of any length needs no disk: the first
+/// receiver against the source, each other one against the first. On the playout queue; `finish` when that is
+/// idle.
 class LiveAnalysis {
   public:
-    LiveAnalysis(std::unique_ptr<FrameReader> source, std::size_t receivers, StreamAnalysisOptions options = {});
+    LiveAnalysis(std::unique_ptr<FrameReader> source, std::size_t receivers,
+                 StreamAnalysisOptions options = {});
 
-    /// Frames that a receiver plays, from file frame `first` on; what is left out is silence. For each stretch
-    /// the first receiver comes first.
+    /// Frames that a receiver plays, from file frame `first` on; what is left out is silence. For each
+    /// stretch the first receiver comes first.
     void play(std::size_t receiver, std::span<const float> frames, FrameNumber first);
 
     /// One result for each receiver.
@@ -34,9 +36,9 @@ class LiveAnalysis {
 
     const std::unique_ptr<FrameReader> source_;
     StreamAnalysis analysis_;
-    std::vector<float> latest_;       // what the first receiver played last
+    std::vector<float> latest_; // what the first receiver played last
     FrameNumber latestFirst_ = 0;
-    FrameNumber fed_ = 0;             // frames of the first receiver
+    FrameNumber fed_ = 0;                         // frames of the first receiver
     std::vector<ReceiverComparison> comparisons_; // of the others
     std::uint64_t digest_ = 0xcbf29ce484222325;
 };

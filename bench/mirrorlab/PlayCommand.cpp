@@ -21,7 +21,8 @@ void sendTail(lmn::PlayerClient& client, double seconds) {
 
 } // namespace
 
-SourceSoundOptions sourceOptions(const std::vector<std::filesystem::path>& files, std::optional<double> atLeastSeconds,
+SourceSoundOptions sourceOptions(const std::vector<std::filesystem::path>& files,
+                                 std::optional<double> atLeastSeconds,
                                  std::optional<double> durationSeconds) {
     SourceSoundOptions options{.files = files, .atLeastSeconds = atLeastSeconds};
     if (durationSeconds)

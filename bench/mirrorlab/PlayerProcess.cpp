@@ -3,8 +3,8 @@
 
 #include "platform/dispatch/Task.h"
 
-#include <boost/asio/bind_executor.hpp>
 #include <fmt/format.h>
+#include <boost/asio/bind_executor.hpp>
 
 #include <spawn.h>
 #include <sys/syscall.h>
@@ -22,8 +22,8 @@ namespace mirrorlab {
 namespace {
 
 std::vector<std::string> arguments(const PlayOptions& options) {
-    std::vector<std::string> words{"mirrorlab", "play", "--socket", options.socket, "--tail",
-                                   fmt::format("{}", options.tailSeconds)};
+    std::vector<std::string> words{"mirrorlab",    "play",   "--socket",
+                                   options.socket, "--tail", fmt::format("{}", options.tailSeconds)};
     if (options.atLeastSeconds)
         words.insert(words.end(), {"--at-least", fmt::format("{}", *options.atLeastSeconds)});
     if (options.durationSeconds)
@@ -45,10 +45,12 @@ PlayerProcess::PlayerProcess(dispatch::Queue& queue, const PlayOptions& options,
                              std::function<void(int status)> ended) {
     std::vector<std::string> words = arguments(options);
     std::vector<char*> pointers;
+    pointers.reserve(words.size() + 1);
     for (std::string& word : words)
         pointers.push_back(word.data());
     pointers.push_back(nullptr);
-    check(::posix_spawn(&pid_, "/proc/self/exe", nullptr, nullptr, pointers.data(), environ), "cannot start the player");
+    check(::posix_spawn(&pid_, "/proc/self/exe", nullptr, nullptr, pointers.data(), environ),
+          "cannot start the player");
     watch(queue, std::move(ended));
 }
 
@@ -64,12 +66,13 @@ void PlayerProcess::watch(dispatch::Queue& queue, std::function<void(int)> ended
     if (descriptor < 0)
         throw std::system_error(errno, std::generic_category(), "cannot watch the player");
     watch_.emplace(queue.ioContext(), descriptor);
-    watch_->async_wait(boost::asio::posix::stream_descriptor::wait_read,
-                       boost::asio::bind_executor(dispatch::QueueExecutor(queue),
-                                                  [this, ended = std::move(ended)](boost::system::error_code error) {
-                                                      if (!error)
-                                                          ended(reap());
-                                                  }));
+    watch_->async_wait(
+        boost::asio::posix::stream_descriptor::wait_read,
+        boost::asio::bind_executor(dispatch::QueueExecutor(queue),
+                                   [this, ended = std::move(ended)](boost::system::error_code error) {
+                                       if (!error)
+                                           ended(reap());
+                                   }));
 }
 
 int PlayerProcess::reap() {

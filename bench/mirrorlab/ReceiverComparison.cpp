@@ -45,4 +45,4 @@ std::optional<FrameNumber> offsetBetween(const StreamResult& first, const Stream
     return std::nullopt;
 }
 
-}  // namespace mirrorlab
+} // namespace mirrorlab

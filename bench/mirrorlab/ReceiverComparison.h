@@ -14,7 +14,7 @@ namespace mirrorlab {
 struct ComparisonResult {
     FrameNumber comparedFrames = 0;
     FrameNumber differingFrames = 0;
-    std::optional<FrameNumber> firstDifference;  // file frame
+    std::optional<FrameNumber> firstDifference; // file frame
 
     bool identical() const { return differingFrames == 0; }
     bool operator==(const ComparisonResult&) const = default;
@@ -22,7 +22,7 @@ struct ComparisonResult {
 
 /// Compares two recordings frame by frame, file frame f with file frame f. One thread.
 class ReceiverComparison {
-public:
+  public:
     /// The next frames of both; as many frames in the one as in the other.
     void feed(std::span<const float> first, std::span<const float> second);
 
@@ -31,7 +31,7 @@ public:
 
     const ComparisonResult& result() const { return result_; }
 
-private:
+  private:
     void countDifference(FrameNumber fileFrame);
 
     ComparisonResult result_;
@@ -41,4 +41,4 @@ private:
 /// source that both contain; nothing when there is none.
 std::optional<FrameNumber> offsetBetween(const StreamResult& first, const StreamResult& second);
 
-}  // namespace mirrorlab
+} // namespace mirrorlab

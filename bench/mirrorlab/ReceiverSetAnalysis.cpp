@@ -62,7 +62,7 @@ StreamResult analyseAlone(const OpenReader& source, const OpenReader& recording,
     return analysis.finish(end);
 }
 
-}  // namespace
+} // namespace
 
 std::vector<ReceiverResult> analyseReceivers(const OpenReader& source,
                                              const std::vector<OpenReader>& recordings,
@@ -89,4 +89,4 @@ std::vector<ReceiverResult> analyseReceivers(const OpenReader& source,
     return results;
 }
 
-}  // namespace mirrorlab
+} // namespace mirrorlab

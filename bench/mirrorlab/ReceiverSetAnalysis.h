@@ -16,8 +16,8 @@ using OpenReader = std::function<std::unique_ptr<FrameReader>()>;
 /// What is known about one of several recordings of the same source.
 struct ReceiverResult {
     StreamResult stream;
-    ComparisonResult againstFirst;             // identical for the first itself
-    std::optional<FrameNumber> offsetToFirst;  // frames heard later than by the first; 0 for the first itself
+    ComparisonResult againstFirst;            // identical for the first itself
+    std::optional<FrameNumber> offsetToFirst; // frames heard later than by the first; 0 for the first itself
 };
 
 /// Analyses several recordings of one source.
@@ -29,4 +29,4 @@ std::vector<ReceiverResult> analyseReceivers(const OpenReader& source,
                                              const std::vector<OpenReader>& recordings,
                                              const StreamAnalysisOptions& options, RecordingEnd end);
 
-}  // namespace mirrorlab
+} // namespace mirrorlab

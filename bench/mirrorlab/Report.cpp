@@ -26,7 +26,7 @@ double distanceSeconds(const Break& record, const Resynchronisation& cause) {
 
 /// Lets every resynchronisation excuse one jump of one recording.
 class Excuses {
-public:
+  public:
     explicit Excuses(const Report& report)
         : causes_(report.resynchronisations),
           used_(causes_.size(), false),
@@ -53,7 +53,7 @@ public:
         return true;
     }
 
-private:
+  private:
     const std::vector<Resynchronisation>& causes_;
     std::vector<bool> used_;
     double reachSeconds_;
@@ -109,7 +109,7 @@ void judgeReceiver(const Report& report, const ReceiverReport& receiver, std::ve
     blame(receiver.lateBuffers, "late buffers");
 }
 
-}  // namespace
+} // namespace
 
 Verdict Report::verdict() const {
     Verdict verdict;
@@ -152,4 +152,4 @@ bool bitIdentical(const StreamResult& stream) {
     return stream.matchedFrames > 0 && stream.unmatchedFrames == 0;
 }
 
-}  // namespace mirrorlab
+} // namespace mirrorlab

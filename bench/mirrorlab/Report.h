@@ -18,17 +18,17 @@ enum class RunMode { realTime, virtualTime };
 /// What was asked for.
 struct RunParameters {
     std::vector<std::string> soundFiles;
-    std::vector<std::string> notices;  // about the sound files
-    double durationSeconds = 0.0;      // of the sound
+    std::vector<std::string> notices; // about the sound files
+    double durationSeconds = 0.0;     // of the sound
     RunMode mode = RunMode::realTime;
-    double latencySeconds = 2.0;     // as set in the engine
-    FrameNumber chunkFrames = 8192;  // rendered at once
-    FrameNumber ioFrames = 512;      // of one period of the device
+    double latencySeconds = 2.0;    // as set in the engine
+    FrameNumber chunkFrames = 8192; // rendered at once
+    FrameNumber ioFrames = 512;     // of one period of the device
 };
 
 /// How long after it was put in a sound is heard, at the start of a segment.
 struct HeardLatency {
-    double timeSeconds = 0.0;  // on the time line of the recordings
+    double timeSeconds = 0.0; // on the time line of the recordings
     double seconds = 0.0;
 };
 
@@ -40,14 +40,14 @@ struct ReceiverReport {
     std::vector<HeardLatency> heardLatencies;
 
     // As the receiver counted them while it was fed.
-    std::int64_t gaps = 0;      // buffers that began later than the one before had ended
-    std::int64_t overlaps = 0;  // buffers that began before the one before had ended
+    std::int64_t gaps = 0;     // buffers that began later than the one before had ended
+    std::int64_t overlaps = 0; // buffers that began before the one before had ended
     std::int64_t lateBuffers = 0;
 };
 
 /// The engine gave up its time relation and began anew.
 struct Resynchronisation {
-    double timeSeconds = 0.0;  // on the time line of the recordings
+    double timeSeconds = 0.0; // on the time line of the recordings
     std::string reason;
 };
 
@@ -56,7 +56,7 @@ struct Resynchronisation {
 /// no late buffer. Late cycles are told but do not count: their lateness is not heard.
 struct Verdict {
     bool perfect = false;
-    std::vector<std::string> reasons;  // why not; plain sentences
+    std::vector<std::string> reasons; // why not; plain sentences
 };
 
 /// Everything the bench knows about one run. A plain value of the caller.
@@ -68,7 +68,7 @@ struct Report {
     std::int64_t lateCycles = 0;
     double worstLatenessSeconds = 0.0;
     std::int64_t playerUnderruns = 0;
-    double speedFactor = 0.0;  // seconds of sound per second of computing
+    double speedFactor = 0.0; // seconds of sound per second of computing
 
     Verdict verdict() const;
 
@@ -104,4 +104,4 @@ const char* nameOf(BreakKind kind);
 /// True when every frame of the recording that is not silent equals the source.
 bool bitIdentical(const StreamResult& stream);
 
-}  // namespace mirrorlab
+} // namespace mirrorlab

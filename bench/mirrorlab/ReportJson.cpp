@@ -106,7 +106,7 @@ json::value receiverJson(const ReceiverReport& receiver) {
          })}};
 }
 
-}  // namespace
+} // namespace
 
 json::object Report::toJson() const {
     const Verdict judged = verdict();
@@ -127,4 +127,4 @@ json::object Report::toJson() const {
         {"receivers", arrayOf(receivers, receiverJson)}};
 }
 
-}  // namespace mirrorlab
+} // namespace mirrorlab

@@ -102,7 +102,7 @@ void writeSegments(Out out, const ReceiverReport& receiver) {
          stream.sourceFramesLostAtStart, stream.sourceFramesLostAtEnd);
 }
 
-}  // namespace
+} // namespace
 
 std::string Report::toText() const {
     std::string text;
@@ -121,4 +121,4 @@ std::string Report::toText() const {
     return text;
 }
 
-}  // namespace mirrorlab
+} // namespace mirrorlab

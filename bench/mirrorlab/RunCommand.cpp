@@ -9,14 +9,17 @@
 #include "platform/dispatch/virtual/VirtualRealm.h"
 #include "platform/lmn/LMNLogWriter.h"
 
-#include <boost/json/serialize.hpp>
 #include <fmt/format.h>
+#include <boost/asio/signal_set.hpp>
+#include <boost/json/serialize.hpp>
 
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <fstream>
+#include <stdexcept>
 #include <system_error>
 
 namespace mirrorlab {
@@ -44,9 +47,22 @@ class File {
     const int descriptor_;
 };
 
+/// `receivers`, if this run can be judged by them; throws airplay::ReceiversFileError otherwise.
+std::vector<airplay::ReceiverEntry> usable(std::vector<airplay::ReceiverEntry> receivers,
+                                           const LabOptions& options) {
+    const std::string path = options.receiversFile->string();
+    if (receivers.empty())
+        throw airplay::ReceiversFileError(path + ": names no receiver");
+    for (const airplay::ReceiverEntry& entry : receivers)
+        if (options.keepRecordings && !entry.file)
+            throw airplay::ReceiversFileError(fmt::format(
+                "{}: \"{}\" has no file, and this run compares recordings", path, entry.description.name));
+    return receivers;
+}
+
 std::vector<airplay::ReceiverEntry> receiversOf(const LabOptions& options) {
     if (options.receiversFile)
-        return airplay::ReceiversFile::read(*options.receiversFile);
+        return usable(airplay::ReceiversFile::read(*options.receiversFile), options);
     const auto entry = [&](const char* name, const char* id, const char* file) {
         return airplay::ReceiverEntry{.description = {.name = name, .identifier = id, .txt = {}},
                                       .file = options.output / file};
@@ -56,21 +72,17 @@ std::vector<airplay::ReceiverEntry> receiversOf(const LabOptions& options) {
 }
 
 /// Checks what can be checked before anything is played.
-void checkSound(const LabOptions& options) {
-    SourceSound::open({.files = options.soundFiles});
-}
+void checkSound(const LabOptions& options) { SourceSound::open({.files = options.soundFiles}); }
 
 void showProgress(Lab& lab, double elapsed) {
     const bool terminal = ::isatty(STDERR_FILENO) == 1;
-    fmt::print(stderr, "{}{:.0f} s of sound in {:.0f} s, {} late cycles{}", terminal ? "\r" : "", lab.progress(), elapsed,
-               lab.lateCycles(), terminal ? "   " : "\n");
+    fmt::print(stderr, "{}{:.0f} s of sound in {:.0f} s, {} late cycles{}", terminal ? "\r" : "",
+               lab.progress(), elapsed, lab.lateCycles(), terminal ? "   " : "\n");
     std::fflush(stderr);
 }
 
 /// Between two lines of progress, real time.
-dispatch::Nanoseconds progressPeriod() {
-    return ::isatty(STDERR_FILENO) == 1 ? 1s : 10s;
-}
+dispatch::Nanoseconds progressPeriod() { return ::isatty(STDERR_FILENO) == 1 ? 1s : 10s; }
 
 struct Outcome {
     Report report;
@@ -86,28 +98,42 @@ Outcome runReal(dispatch::RealRealm& realm, LabLog& log, const LabOptions& optio
     const dispatch::HostTime start = realm.clock().now();
     const auto elapsed = [&] { return dispatch::toSeconds(realm.clock().now() - start); };
     std::exception_ptr failure;
-    const auto conclude = [&] {
-        outcome.playerStatus = lab->playerStatus();
-        outcome.report = lab->conclude(elapsed());
+    boost::asio::signal_set interruption(main.ioContext(), SIGINT, SIGTERM);
+    const auto end = [&] {
+        interruption.cancel();
         progress.reset();
         lab.reset();
         realm.stop();
     };
-    main.async([&] {
+    const auto orEnd = [&](auto work) {
         try {
-            lab = std::make_unique<Lab>(realm, log, options, std::move(receivers), [&] { main.async(conclude); });
-            progress = std::make_unique<dispatch::Timer>(main, [&] {
-                showProgress(*lab, elapsed());
-                progress->armAfter(progressPeriod());
-            });
-            progress->armAfter(progressPeriod());
-            lab->start();
+            work();
         } catch (...) {
             failure = std::current_exception();
-            progress.reset();
-            realm.stop();
+            end();
         }
+    };
+    const auto conclude = [&] {
+        orEnd([&] {
+            outcome.playerStatus = lab->playerStatus();
+            outcome.report = lab->conclude(elapsed());
+            end();
+        });
+    };
+    const auto begin = [&] {
+        lab = std::make_unique<Lab>(realm, log, options, std::move(receivers), [&] { main.async(conclude); });
+        progress = std::make_unique<dispatch::Timer>(main, [&] {
+            showProgress(*lab, elapsed());
+            progress->armAfter(progressPeriod());
+        });
+        progress->armAfter(progressPeriod());
+        lab->start();
+    };
+    interruption.async_wait([&](boost::system::error_code error, int) {
+        if (!error)
+            orEnd([] { throw std::runtime_error("interrupted"); });
     });
+    main.async([&] { orEnd(begin); });
     realm.run();
     if (failure)
         std::rethrow_exception(failure);
@@ -122,14 +148,22 @@ Outcome runVirtual(dispatch::VirtualRealm& realm, LabLog& log, const LabOptions&
     Outcome outcome;
     std::unique_ptr<Lab> lab;
     bool finished = false;
+    bool interrupted = false;
+    boost::asio::signal_set interruption(realm.mainQueue().ioContext(), SIGINT, SIGTERM);
+    interruption.async_wait([&](boost::system::error_code error, int) { interrupted = !error; });
     const auto onMain = [&](auto work) { realm.mainQueue().sync(work); };
     onMain([&] {
         lab = std::make_unique<Lab>(realm, log, options, std::move(receivers), [&] { finished = true; });
         lab->start();
     });
-    for (auto virtualTime = 0min; !finished && virtualTime < longestRun; virtualTime += virtualStep) {
-        realm.advanceUntil([&] { return finished; }, virtualStep);
+    for (auto virtualTime = 0min; !finished && !interrupted && virtualTime < longestRun;
+         virtualTime += virtualStep) {
+        realm.advanceUntil([&] { return finished || interrupted; }, virtualStep);
         showProgress(*lab, elapsed());
+    }
+    if (interrupted) {
+        onMain([&] { lab.reset(); });
+        throw std::runtime_error("interrupted");
     }
     onMain([&] {
         outcome.playerStatus = lab->playerStatus();
@@ -142,7 +176,23 @@ Outcome runVirtual(dispatch::VirtualRealm& realm, LabLog& log, const LabOptions&
     return outcome;
 }
 
-void tell(const Outcome& outcome, const LabOptions& options) {
+void check(const std::ostream& stream, const std::filesystem::path& path) {
+    if (!stream)
+        throw std::system_error(errno, std::generic_category(), path.string());
+}
+
+/// Opened before anything is played, so that a long run does not end without its report. Not open when no
+/// file is asked for.
+std::ofstream openJsonReport(const LabOptions& options) {
+    std::ofstream file;
+    if (!options.jsonReport || options.jsonReport == "-")
+        return file;
+    file.open(*options.jsonReport);
+    check(file, *options.jsonReport);
+    return file;
+}
+
+void tell(const Outcome& outcome, const LabOptions& options, std::ofstream& jsonReport) {
     fmt::print(stderr, "\n");
     const std::string json = boost::json::serialize(outcome.report.toJson()) + "\n";
     if (options.jsonReport == "-") {
@@ -150,8 +200,8 @@ void tell(const Outcome& outcome, const LabOptions& options) {
         return;
     }
     fmt::print("{}", outcome.report.toText());
-    if (options.jsonReport)
-        std::ofstream(*options.jsonReport) << json;
+    if (jsonReport.is_open())
+        check(jsonReport << json << std::flush, *options.jsonReport);
 }
 
 template <typename Realm, typename Run>
@@ -192,8 +242,9 @@ ExitStatus run(const LabOptions& options) {
     }
     try {
         std::filesystem::create_directories(options.output);
+        std::ofstream jsonReport = openJsonReport(options);
         const Outcome outcome = runLab(options);
-        tell(outcome, options);
+        tell(outcome, options, jsonReport);
         return statusOf(outcome);
     } catch (const std::system_error& error) {
         fmt::print(stderr, "mirrorlab: {}\n", error.what());

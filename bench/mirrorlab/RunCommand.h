@@ -8,10 +8,10 @@ namespace mirrorlab {
 /// Exit statuses, after the convention of sysexits.h.
 enum ExitStatus : int {
     exitPerfect = 0,
-    exitImperfect = 1,  // the sound that came out was not what went in
+    exitImperfect = 1, // the sound that came out was not what went in
     exitUsage = 64,
-    exitBadData = 65,   // a sound file or a receivers file that cannot be used
-    exitSoftware = 70,  // the run itself failed
+    exitBadData = 65,  // a sound file or a receivers file that cannot be used
+    exitSoftware = 70, // the run itself failed
     exitCannotCreate = 73,
 };
 

@@ -91,7 +91,7 @@ std::size_t cleanSamples(std::span<float> samples) {
     return replaced;
 }
 
-}  // namespace
+} // namespace
 
 SoundFileError::SoundFileError(const std::filesystem::path& file, const std::string& reason)
     : std::runtime_error(fmt::format("{}: {}", file.string(), reason)), file_(file), reason_(reason) {}
@@ -109,9 +109,9 @@ struct SoundFile::State {
     ResamplerHandle resampler;
     std::vector<float> decoded;
     std::vector<float> stereo;
-    std::vector<float> ready;       // frames at 44100 Hz not read yet start at readyFrom
-    std::size_t readyFrom = 0;      // in samples
-    FrameNumber decodedFrames = 0;  // at the file's own rate
+    std::vector<float> ready;      // frames at 44100 Hz not read yet start at readyFrom
+    std::size_t readyFrom = 0;     // in samples
+    FrameNumber decodedFrames = 0; // at the file's own rate
     FrameNumber deliveredFrames = 0;
     std::size_t nonFiniteSamples = 0;
     bool ended = false;
@@ -247,4 +247,4 @@ std::size_t RecordingFile::read(std::span<float> interleaved) {
     return got > 0 ? static_cast<std::size_t>(got) : 0;
 }
 
-}  // namespace mirrorlab
+} // namespace mirrorlab

@@ -13,13 +13,13 @@ namespace mirrorlab {
 
 /// Why a sound file cannot be used. `what()` is "<path>: <reason>".
 class SoundFileError : public std::runtime_error {
-public:
+  public:
     SoundFileError(const std::filesystem::path& file, const std::string& reason);
 
     const std::filesystem::path& file() const { return file_; }
     const std::string& reason() const { return reason_; }
 
-private:
+  private:
     std::filesystem::path file_;
     std::string reason_;
 };
@@ -31,7 +31,7 @@ private:
 /// finite and no zero is negative. The frames do not depend on the sizes of the reads. Owned and used by one
 /// thread.
 class SoundFile final : public FrameReader {
-public:
+  public:
     /// Throws SoundFileError when the file is missing, unreadable, empty, or outside the accepted rates.
     explicit SoundFile(const std::filesystem::path& file);
     ~SoundFile() override;
@@ -45,23 +45,23 @@ public:
     /// Plain sentences about what was changed or missing; complete once the stream has ended.
     std::vector<std::string> notices() const;
 
-private:
+  private:
     struct State;
     std::unique_ptr<State> state_;
 };
 
 /// A recording of the bench itself, read as it was written: stereo at 44100 Hz, no sample changed.
 class RecordingFile final : public FrameReader {
-public:
+  public:
     /// Throws SoundFileError when the file is unreadable or not 32-bit float, stereo, 44100 Hz.
     explicit RecordingFile(const std::filesystem::path& file);
     ~RecordingFile() override;
 
     std::size_t read(std::span<float> interleaved) override;
 
-private:
+  private:
     struct State;
     std::unique_ptr<State> state_;
 };
 
-}  // namespace mirrorlab
+} // namespace mirrorlab

@@ -39,7 +39,7 @@ std::uint64_t mixed(std::uint64_t bits) {
     return bits ^ bits >> 32U;
 }
 
-}  // namespace
+} // namespace
 
 void RollingHash::push(const float* frame) {
     const std::uint64_t bits = frameBits(frame);
@@ -99,4 +99,4 @@ std::span<const FrameNumber> SourceIndex::positions(std::uint64_t hash, FrameNum
     return places.subspan(first, mostPositions);
 }
 
-}  // namespace mirrorlab
+} // namespace mirrorlab

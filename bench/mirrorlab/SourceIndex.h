@@ -14,7 +14,7 @@ namespace mirrorlab {
 
 /// Hash of the last `windowFrames` frames pushed, kept up to date in constant time per frame.
 class RollingHash {
-public:
+  public:
     /// Six milliseconds: enough to make a stretch of sound unmistakable, little enough to align on short
     /// ones.
     static constexpr std::size_t windowFrames = 256;
@@ -27,10 +27,10 @@ public:
 
     std::uint64_t value() const { return hash_; }
 
-private:
+  private:
     std::array<std::uint64_t, windowFrames> ring_{};
     std::size_t pushed_ = 0;
-    std::size_t run_ = 0;  // equal frames at the end of what was pushed
+    std::size_t run_ = 0; // equal frames at the end of what was pushed
     std::uint64_t lastFrame_ = 0;
     std::uint64_t hash_ = 0;
 };
@@ -40,7 +40,7 @@ private:
 /// Every `anchorSpacing`-th position is entered. Whoever looks up that many successive windows of a stretch
 /// that occurs in the source meets an entry, so the whole source costs one entry per spacing. One thread.
 class SourceIndex {
-public:
+  public:
     static constexpr FrameNumber anchorSpacing = 64;
 
     /// Enters the positions whose windows are held by `window` and were not entered before; the frames are
@@ -56,12 +56,12 @@ public:
 
     static constexpr std::size_t mostPositions = 64;
 
-private:
+  private:
     std::unordered_map<std::uint64_t, std::vector<FrameNumber>> entries_;
     RollingHash rolling_;
-    FrameNumber runBegin_ = 0;  // first frame pushed into rolling_
+    FrameNumber runBegin_ = 0; // first frame pushed into rolling_
     FrameNumber hashedEnd_ = 0;
     FrameNumber forgotten_ = 0;
 };
 
-}  // namespace mirrorlab
+} // namespace mirrorlab

@@ -31,7 +31,7 @@ FrameNumber leastFrames(const SourceSoundOptions& options) {
     return static_cast<FrameNumber>(std::ceil(seconds * static_cast<double>(framesPerSecond)));
 }
 
-}  // namespace
+} // namespace
 
 std::unique_ptr<SourceSound> SourceSound::open(SourceSoundOptions options) {
     requireSensible(options);
@@ -149,4 +149,4 @@ void SourceSound::endPass() {
     nextFile_ = 0;
 }
 
-}  // namespace mirrorlab
+} // namespace mirrorlab

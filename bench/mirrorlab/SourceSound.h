@@ -33,7 +33,7 @@ struct SourceSoundOptions {
 /// Two instances opened on the same options and files yield the identical frames, whatever sizes are read:
 /// the player streams one while the checker reads another. Owned and used by one thread.
 class SourceSound final : public FrameReader {
-public:
+  public:
     /// Opens and checks every file. Throws SoundFileError naming the first unusable file, and
     /// std::invalid_argument for an empty list or a length that is negative or not finite.
     static std::unique_ptr<SourceSound> open(SourceSoundOptions options);
@@ -47,7 +47,7 @@ public:
     /// Plain sentences about what was changed or missing in the files met so far, each said once.
     std::vector<std::string> notices() const;
 
-private:
+  private:
     explicit SourceSound(SourceSoundOptions options);
 
     std::size_t readPass(std::span<float> interleaved);
@@ -57,15 +57,15 @@ private:
     void endPass();
 
     SourceSoundOptions options_;
-    std::vector<std::string> notices_;  // of the files already heard to their end
+    std::vector<std::string> notices_; // of the files already heard to their end
     std::unique_ptr<SoundFile> current_;
     std::size_t nextFile_ = 0;
     std::vector<float> cache_;
     bool caching_ = false;
-    std::size_t cachePosition_ = 0;          // in samples, of the pass heard from the cache
-    std::optional<FrameNumber> passFrames_;  // known after the first pass
+    std::size_t cachePosition_ = 0;         // in samples, of the pass heard from the cache
+    std::optional<FrameNumber> passFrames_; // known after the first pass
     FrameNumber framesInPass_ = 0;
     FrameNumber delivered_ = 0;
 };
 
-}  // namespace mirrorlab
+} // namespace mirrorlab

@@ -13,7 +13,7 @@ constexpr std::size_t readFrames = 16384;
 // The store's first size: the usual look-back of a few seconds several times over.
 constexpr std::size_t firstStoreFrames = std::size_t{1} << 20;
 
-}  // namespace
+} // namespace
 
 SourceWindow::SourceWindow(FrameReader& source) : source_(source), store_(firstStoreFrames * channelCount) {}
 
@@ -59,4 +59,4 @@ void SourceWindow::makeRoom(std::size_t samples) {
     }
 }
 
-}  // namespace mirrorlab
+} // namespace mirrorlab

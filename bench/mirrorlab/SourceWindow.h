@@ -12,7 +12,7 @@ namespace mirrorlab {
 ///
 /// Its owner decides how far it reads ahead and what it forgets, and so bounds the memory. One thread.
 class SourceWindow {
-public:
+  public:
     /// The reader must outlive the window.
     explicit SourceWindow(FrameReader& source);
 
@@ -35,16 +35,16 @@ public:
     /// The frames of [from, to), brought into the window's bounds; same validity as `at`.
     std::span<const float> frames(FrameNumber from, FrameNumber to) const;
 
-private:
+  private:
     void makeRoom(std::size_t samples);
 
     FrameReader& source_;
     std::vector<float> store_;
-    std::size_t head_ = 0;  // in samples: where the frame `begin_` stands in the store
-    std::size_t tail_ = 0;  // in samples: where the frame `end_` will stand
+    std::size_t head_ = 0; // in samples: where the frame `begin_` stands in the store
+    std::size_t tail_ = 0; // in samples: where the frame `end_` will stand
     FrameNumber begin_ = 0;
     FrameNumber end_ = 0;
     bool exhausted_ = false;
 };
 
-}  // namespace mirrorlab
+} // namespace mirrorlab

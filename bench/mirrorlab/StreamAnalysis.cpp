@@ -18,7 +18,7 @@ constexpr std::size_t searchFrames = 4096;
 // now. Fewer than UnalignedFrames keeps, so that a match found late still reaches back to its true beginning.
 constexpr FrameNumber patienceFrames = framesPerSecond;
 
-}  // namespace
+} // namespace
 
 StreamAnalysis::StreamAnalysis(FrameReader& source, StreamAnalysisOptions options)
     : options_(options), window_(source), alignment_(window_, index_) {}
@@ -263,4 +263,4 @@ void StreamAnalysis::countRestOfSource() {
     result_.sourceFramesLostAtEnd = forgottenLoss_;
 }
 
-}  // namespace mirrorlab
+} // namespace mirrorlab

@@ -35,7 +35,7 @@ enum class RecordingEnd { withSource, early };
 /// Or lost: recorded frames are kept back until content tells where they stand in the source. Memory is
 /// bounded by the options. Owned and fed by one thread.
 class StreamAnalysis {
-public:
+  public:
     /// The source must outlive the analysis, which alone reads it.
     explicit StreamAnalysis(FrameReader& source, StreamAnalysisOptions options = {});
 
@@ -49,7 +49,7 @@ public:
     /// What is known so far; complete after `finish`.
     const StreamResult& result() const { return result_; }
 
-private:
+  private:
     enum class Input { goesOn, ended };
 
     std::size_t compareLocked(std::span<const float> frames);
@@ -70,15 +70,15 @@ private:
     SourceWindow window_;
     SourceIndex index_;
     AlignmentSearch alignment_;
-    UnalignedFrames unaligned_;  // meaningless while locked
+    UnalignedFrames unaligned_; // meaningless while locked
     StreamResult result_;
 
     bool locked_ = false;
-    Segment current_;                // while locked; afterwards the last one, if any
-    FrameNumber nextSound_ = 0;      // while lost: source frame where the next sound may begin
-    FrameNumber reached_ = 0;        // source frame behind the furthest one heard
-    FrameNumber repeatedUpTo_ = 0;   // `reached_` when the current segment began
-    FrameNumber forgottenLoss_ = 0;  // sounding frames from `reached_` on that left the window unheard
+    Segment current_;               // while locked; afterwards the last one, if any
+    FrameNumber nextSound_ = 0;     // while lost: source frame where the next sound may begin
+    FrameNumber reached_ = 0;       // source frame behind the furthest one heard
+    FrameNumber repeatedUpTo_ = 0;  // `reached_` when the current segment began
+    FrameNumber forgottenLoss_ = 0; // sounding frames from `reached_` on that left the window unheard
 };
 
-}  // namespace mirrorlab
+} // namespace mirrorlab

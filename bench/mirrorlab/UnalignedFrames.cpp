@@ -11,7 +11,7 @@ namespace {
 // constant.
 constexpr std::size_t historyFrames = 65536;
 
-}  // namespace
+} // namespace
 
 void UnalignedFrames::restart(FrameNumber fileFrame) {
     store_.clear();
@@ -83,4 +83,4 @@ FrameNumber UnalignedFrames::nonSilentBefore(FrameNumber fileFrame) const {
 
 FrameNumber UnalignedFrames::firstSounding() const { return firstSounding_ < 0 ? end() : firstSounding_; }
 
-}  // namespace mirrorlab
+} // namespace mirrorlab

@@ -14,7 +14,7 @@ namespace mirrorlab {
 /// Frames are searched from front to back. Those searched in vain stay for a while, because a later match may
 /// reach back into them, and are then dropped and only counted. Owned by one StreamAnalysis.
 class UnalignedFrames {
-public:
+  public:
     /// Forgets all; the next frame appended stands at `fileFrame`.
     void restart(FrameNumber fileFrame);
 
@@ -48,17 +48,17 @@ public:
     /// File frame of the first frame that is not silent, once there is one; else `end()`.
     FrameNumber firstSounding() const;
 
-private:
+  private:
     void trim();
 
     std::vector<float> store_;
-    std::size_t head_ = 0;      // in frames: first held
-    std::size_t searched_ = 0;  // in frames: first not searched, >= head_
+    std::size_t head_ = 0;     // in frames: first held
+    std::size_t searched_ = 0; // in frames: first not searched, >= head_
     FrameNumber begin_ = 0;
-    FrameNumber heldBegin_ = 0;  // file frame of store_[head_]
+    FrameNumber heldBegin_ = 0; // file frame of store_[head_]
     FrameNumber silentBeforeHeld_ = 0;
     FrameNumber nonSilentDropped_ = 0;
     FrameNumber firstSounding_ = -1;
 };
 
-}  // namespace mirrorlab
+} // namespace mirrorlab

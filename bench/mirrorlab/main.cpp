@@ -2,22 +2,40 @@
 #include "bench/mirrorlab/PlayCommand.h"
 #include "bench/mirrorlab/RunCommand.h"
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 
+#include <csignal>
 #include <cstdio>
 
 namespace {
 
 using namespace mirrorlab;
 
-void addSoundOptions(CLI::App& command, std::vector<std::filesystem::path>& files, std::optional<double>& atLeast,
-                     std::optional<double>& duration) {
+/// Seconds between the two, both included. Unlike the library's own check it refuses what is no number at
+/// all.
+CLI::Validator secondsWithin(double least, double most) {
+    return CLI::Validator(
+        [least, most](const std::string& text) {
+            double seconds = 0;
+            const bool within =
+                CLI::detail::lexical_cast(text, seconds) && seconds >= least && seconds <= most;
+            return within ? std::string()
+                          : fmt::format("{} is not within {} to {} seconds", text, least, most);
+        },
+        "");
+}
+
+/// Longest sound that can be asked for, s; over thirty years.
+constexpr double longestSound = 1e9;
+
+void addSoundOptions(CLI::App& command, std::vector<std::filesystem::path>& files,
+                     std::optional<double>& atLeast, std::optional<double>& duration) {
     command.add_option("files", files, "Sound files, joined in this order")->required();
     command.add_option("--at-least", atLeast, "Repeat the files until they last this many seconds")
-        ->check(CLI::NonNegativeNumber);
+        ->check(secondsWithin(0, longestSound));
     command.add_option("--duration", duration, "Play exactly this many seconds, repeating the files")
-        ->check(CLI::PositiveNumber);
+        ->check(secondsWithin(0.001, longestSound));
 }
 
 void addRunOptions(CLI::App& command, LabOptions& options) {
@@ -29,27 +47,38 @@ void addRunOptions(CLI::App& command, LabOptions& options) {
             options.keepRecordings = false;
         },
         "Run in virtual time, as fast as the machine can; sound is compared as it streams");
-    command.add_flag_callback("--keep", [&options] { options.keepRecordings = true; },
-                              "Keep recordings in virtual time too (give it after --virtual)");
-    command.add_option("--receivers", options.receiversFile, "Receivers file; by default two receivers in the output folder");
-    command.add_option("--output", options.output, "Folder for the log and the recordings")->capture_default_str();
+    command.add_flag_callback(
+        "--keep", [&options] { options.keepRecordings = true; },
+        "Keep recordings in virtual time too (give it after --virtual)");
+    command.add_option("--receivers", options.receiversFile,
+                       "Receivers file; by default two receivers in the output folder");
+    command.add_option("--output", options.output, "Folder for the log and the recordings")
+        ->capture_default_str();
     command.add_option("--latency", options.latencySeconds, "Render latency in seconds");
     command.add_flag("--prioritize-sync", options.prioritizeSync, "Retime the render time line all the time");
-    command.add_option("--wake-delays", options.worstWakeDelaySeconds, "Let wake-ups come late by up to this many seconds")
-        ->check(CLI::Range(0.0, 10.0));
+    command
+        .add_option("--wake-delays", options.worstWakeDelaySeconds,
+                    "Let wake-ups come late by up to this many seconds")
+        ->check(secondsWithin(0, 10));
     command.add_option("--seed", options.seed, "Seed of the late wake-ups")->capture_default_str();
-    command.add_option("--json", options.jsonReport, "Write the report for programs to this file (- for standard output)");
-    command.add_option("--journal", options.journal, "Write down what happened, alike for two runs in virtual time");
+    command.add_option("--json", options.jsonReport,
+                       "Write the report for programs to this file (- for standard output)");
+    command.add_option("--journal", options.journal,
+                       "Write down what happened, alike for two runs in virtual time");
 }
 
 } // namespace
 
 int main(int argumentCount, char** arguments) {
-    CLI::App app("Measures the audio path: a player streams sound files into a virtual device, the mirror device plays "
-                 "them on receivers, and what comes out is compared with what went in.",
-                 "mirrorlab");
-    app.footer("Exit status: 0 the sound was perfect, 1 it was not, 64 wrong usage, 65 an unusable file, 70 the run "
-               "failed, 73 a file cannot be written.");
+    std::signal(SIGPIPE, SIG_IGN); // a reader of the log or the report that goes away ends nothing
+    CLI::App app(
+        "Measures the audio path: a player streams sound files into a virtual device, the mirror device "
+        "plays "
+        "them on receivers, and what comes out is compared with what went in.",
+        "mirrorlab");
+    app.footer(
+        "Exit status: 0 the sound was perfect, 1 it was not, 64 wrong usage, 65 an unusable file, 70 the run "
+        "failed, 73 a file cannot be written.");
     app.require_subcommand(1);
 
     LabOptions lab;

@@ -17,7 +17,7 @@ namespace coremedia {
 /// Internal to this library.
 template <typename T>
 class AllocatorAdapter {
-public:
+  public:
     using value_type = T;
 
     explicit AllocatorAdapter(CMAllocator& allocator) noexcept : allocator_(&allocator) {}
@@ -48,7 +48,7 @@ public:
         return allocator_ == &other.allocator();
     }
 
-private:
+  private:
     CMAllocator* allocator_;
 };
 
@@ -65,4 +65,4 @@ std::shared_ptr<T> makeShared(CMAllocator& allocator, Arguments&&... arguments) 
     }
 }
 
-}  // namespace coremedia
+} // namespace coremedia

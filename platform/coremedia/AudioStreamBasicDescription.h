@@ -16,7 +16,7 @@ inline constexpr uint32_t kAudioFormatFlagIsPacked = 8;
 /// Layout of an interleaved audio stream: a plain value, checked by CMAudioFormatDescriptionCreate.
 /// A frame is one sample of each channel; a packet of linear PCM is one frame.
 struct AudioStreamBasicDescription {
-    double sampleRate = 0;  ///< Frames per second.
+    double sampleRate = 0; ///< Frames per second.
     uint32_t formatID = 0;
     uint32_t formatFlags = 0;
     uint32_t bytesPerPacket = 0;
@@ -41,4 +41,4 @@ constexpr AudioStreamBasicDescription packedFloatDescription(double sampleRate, 
             .bitsPerChannel = 32};
 }
 
-}  // namespace coremedia
+} // namespace coremedia

@@ -7,7 +7,7 @@ namespace coremedia {
 namespace {
 
 class HeapAllocator final : public CMAllocator {
-public:
+  public:
     void* allocate(std::size_t size, std::size_t alignment) noexcept override {
         return ::operator new(size, std::align_val_t{alignment}, std::nothrow);
     }
@@ -19,7 +19,7 @@ public:
 
 HeapAllocator heapAllocator;
 
-}  // namespace
+} // namespace
 
 CMAllocator& defaultAllocator() noexcept { return heapAllocator; }
 
@@ -27,4 +27,4 @@ CMAllocator& allocatorOrDefault(CMAllocator* allocator) noexcept {
     return allocator != nullptr ? *allocator : defaultAllocator();
 }
 
-}  // namespace coremedia
+} // namespace coremedia

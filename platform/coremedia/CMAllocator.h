@@ -12,7 +12,7 @@ namespace coremedia {
 /// allocator is not owned and must outlive everything created from it. It is called on whichever thread
 /// creates or drops the last reference to an object, so implementations must be thread-safe.
 class CMAllocator {
-public:
+  public:
     CMAllocator() = default;
     CMAllocator(const CMAllocator&) = delete;
     CMAllocator& operator=(const CMAllocator&) = delete;
@@ -23,7 +23,7 @@ public:
     /// Takes back what `allocate` returned for the same `size` and `alignment`.
     virtual void deallocate(void* memory, std::size_t size, std::size_t alignment) noexcept = 0;
 
-protected:
+  protected:
     // Not virtual: nobody owns an allocator through this face, and the heap one stays usable while static
     // objects are being destroyed because it needs no destruction itself.
     ~CMAllocator() = default;
@@ -35,4 +35,4 @@ CMAllocator& defaultAllocator() noexcept;
 /// `allocator`, or the process heap for null.
 CMAllocator& allocatorOrDefault(CMAllocator* allocator) noexcept;
 
-}  // namespace coremedia
+} // namespace coremedia

@@ -41,7 +41,7 @@ bool isSupported(const AudioStreamBasicDescription& description) {
            description.bytesPerPacket == description.bytesPerFrame;
 }
 
-}  // namespace
+} // namespace
 
 OSStatus CMAudioFormatDescriptionCreate(const AudioStreamBasicDescription& description,
                                         std::shared_ptr<const CMAudioFormatDescription>& out,
@@ -55,4 +55,4 @@ OSStatus CMAudioFormatDescriptionCreate(const AudioStreamBasicDescription& descr
     return out != nullptr ? noErr : kCMFormatDescriptionAllocationFailedErr;
 }
 
-}  // namespace coremedia
+} // namespace coremedia

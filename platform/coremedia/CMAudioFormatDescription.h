@@ -9,23 +9,23 @@
 
 namespace coremedia {
 
-inline constexpr double kCMAudioMaximumSampleRate = 384000;  ///< Hz; the fastest rate converters deliver.
+inline constexpr double kCMAudioMaximumSampleRate = 384000; ///< Hz; the fastest rate converters deliver.
 inline constexpr uint32_t kCMAudioMaximumChannels = 32;
 
 /// A stream description that was found consistent. Immutable; shared by all sample buffers of a stream and
 /// across threads.
 class CMAudioFormatDescription {
-    struct Key {  // only the function below can name it, and so construct
+    struct Key { // only the function below can name it, and so construct
         explicit Key() = default;
     };
 
-public:
+  public:
     CMAudioFormatDescription(Key, const AudioStreamBasicDescription& description) noexcept
         : description_(description) {}
 
     const AudioStreamBasicDescription& streamBasicDescription() const noexcept { return description_; }
 
-private:
+  private:
     friend OSStatus CMAudioFormatDescriptionCreate(const AudioStreamBasicDescription&,
                                                    std::shared_ptr<const CMAudioFormatDescription>&,
                                                    CMAllocator*) noexcept;
@@ -46,4 +46,4 @@ OSStatus CMAudioFormatDescriptionCreate(const AudioStreamBasicDescription& descr
                                         std::shared_ptr<const CMAudioFormatDescription>& out,
                                         CMAllocator* allocator = nullptr) noexcept;
 
-}  // namespace coremedia
+} // namespace coremedia

@@ -23,7 +23,7 @@ std::shared_ptr<std::byte> makeZeroedBytes(CMAllocator& allocator, std::size_t l
     return {block, block[0].bytes};
 }
 
-}  // namespace
+} // namespace
 
 CMBlockBuffer::CMBlockBuffer(Key, CMAllocator& allocator, std::size_t capacity) noexcept
     : allocator_(allocator), capacity_(capacity), furtherSegments_(AllocatorAdapter<Segment>(allocator)) {}
@@ -230,4 +230,4 @@ std::size_t CMBlockBufferGetDataLength(const CMBlockBuffer& buffer) noexcept { r
 
 bool CMBlockBufferHasAllMemory(const CMBlockBuffer& buffer) noexcept { return buffer.hasAllMemory(); }
 
-}  // namespace coremedia
+} // namespace coremedia

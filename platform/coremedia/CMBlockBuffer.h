@@ -17,7 +17,7 @@ namespace coremedia {
 
 enum class CMBlockBufferFlags : uint32_t {
     none = 0,
-    assureMemoryNow = 1,  ///< Take the memory during the call instead of when it is first needed.
+    assureMemoryNow = 1, ///< Take the memory during the call instead of when it is first needed.
 };
 
 /// Bound of the total length of a buffer, bytes; keeps sums of an offset and a length from overflowing.
@@ -31,11 +31,11 @@ inline constexpr std::size_t kCMBlockBufferMaximumLength = std::numeric_limits<s
 ///
 /// Not synchronised: one thread fills it; afterwards it may be read from many as long as nobody writes.
 class CMBlockBuffer {
-    struct Key {  // only the functions below can name it, and so construct
+    struct Key { // only the functions below can name it, and so construct
         explicit Key() = default;
     };
 
-public:
+  public:
     /// References a buffer holds without an allocation of their own.
     static constexpr std::size_t kInlineReferences = 4;
 
@@ -43,9 +43,9 @@ public:
     CMBlockBuffer(const CMBlockBuffer&) = delete;
     CMBlockBuffer& operator=(const CMBlockBuffer&) = delete;
 
-private:
+  private:
     struct Segment {
-        std::shared_ptr<std::byte> bytes;  // first byte of the range; null until memory is assured
+        std::shared_ptr<std::byte> bytes; // first byte of the range; null until memory is assured
         std::size_t length = 0;
     };
 
@@ -133,4 +133,4 @@ std::size_t CMBlockBufferGetDataLength(const CMBlockBuffer& buffer) noexcept;
 /// Whether all bytes can be read.
 bool CMBlockBufferHasAllMemory(const CMBlockBuffer& buffer) noexcept;
 
-}  // namespace coremedia
+} // namespace coremedia

@@ -20,7 +20,7 @@ bool fills(std::size_t bytes, int64_t frames, uint32_t bytesPerFrame) noexcept {
     return frames > 0 && bytes % bytesPerFrame == 0 && bytes / bytesPerFrame == static_cast<uint64_t>(frames);
 }
 
-}  // namespace
+} // namespace
 
 OSStatus CMAudioSampleBufferCreateReadyWithPacketDescriptions(
     std::shared_ptr<const CMBlockBuffer> data, std::shared_ptr<const CMAudioFormatDescription> format,
@@ -47,4 +47,4 @@ OSStatus CMAudioSampleBufferCreateReadyWithPacketDescriptions(
     return out != nullptr ? noErr : kCMSampleBufferAllocationFailedErr;
 }
 
-}  // namespace coremedia
+} // namespace coremedia

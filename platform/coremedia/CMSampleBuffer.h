@@ -18,11 +18,11 @@ namespace coremedia {
 /// Made by the function below and then immutable; shared across threads as shared_ptr<const CMSampleBuffer>.
 /// Whoever still holds the data buffer for writing must leave it alone from then on.
 class CMSampleBuffer {
-    struct Key {  // only the function below can name it, and so construct
+    struct Key { // only the function below can name it, and so construct
         explicit Key() = default;
     };
 
-public:
+  public:
     /// The parts, as checked by the creating function.
     struct Parts {
         std::shared_ptr<const CMBlockBuffer> data;
@@ -36,7 +36,7 @@ public:
 
     const Parts& parts() const noexcept { return parts_; }
 
-private:
+  private:
     friend OSStatus CMAudioSampleBufferCreateReadyWithPacketDescriptions(
         std::shared_ptr<const CMBlockBuffer>, std::shared_ptr<const CMAudioFormatDescription>, int64_t,
         const CMTime&, std::shared_ptr<const CMSampleBuffer>&, CMAllocator*) noexcept;
@@ -80,4 +80,4 @@ inline const std::shared_ptr<const CMAudioFormatDescription>& CMSampleBufferGetF
     return buffer.parts().format;
 }
 
-}  // namespace coremedia
+} // namespace coremedia

@@ -71,6 +71,6 @@ constexpr std::weak_ordering operator<=>(const CMTime& left, const CMTime& right
     return CMTimeCompare(left, right) <=> 0;
 }
 
-}  // namespace coremedia
+} // namespace coremedia
 
 #include "platform/coremedia/CMTimeArithmetic.h"

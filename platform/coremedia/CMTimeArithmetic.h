@@ -121,4 +121,4 @@ constexpr int32_t CMTimeCompare(const CMTime& left, const CMTime& right) noexcep
     return order(detail::Int128{left.value} * right.timescale, detail::Int128{right.value} * left.timescale);
 }
 
-}  // namespace coremedia
+} // namespace coremedia

@@ -43,4 +43,4 @@ enum class CMTimeRoundingMethod {
     roundTowardNegativeInfinity,
 };
 
-}  // namespace coremedia
+} // namespace coremedia

@@ -39,4 +39,4 @@ inline constexpr OSStatus kCMSampleBufferSizeMismatchErr = -12734;
 /// The presentation time stamp is not a number.
 inline constexpr OSStatus kCMSampleBufferInvalidTimeStampErr = -12735;
 
-}  // namespace coremedia
+} // namespace coremedia

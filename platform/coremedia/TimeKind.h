@@ -55,4 +55,4 @@ constexpr CMTime sumOfKinds(TimeKind left, TimeKind right) noexcept {
     return positive ? kCMTimePositiveInfinity : kCMTimeNegativeInfinity;
 }
 
-}  // namespace coremedia::detail
+} // namespace coremedia::detail

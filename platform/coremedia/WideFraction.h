@@ -135,4 +135,4 @@ constexpr CMTime sumOfNumbers(const CMTime& left, const CMTime& right, int sign,
     return nearestTime(sum, commonTimescale(left.timescale, right.timescale), epoch, rounded);
 }
 
-}  // namespace coremedia::detail
+} // namespace coremedia::detail

@@ -20,8 +20,8 @@ template <typename... Values>
 } // namespace dispatch
 
 /// Kept on in release builds. The text and its values go to standard error before the process stops.
-#define ORB_CHECK(condition, ...)                                                                            \
-    do {                                                                                                     \
-        if (!(condition)) [[unlikely]]                                                                       \
-            ::dispatch::failCheck(#condition, __FILE__, __LINE__, __VA_ARGS__);                              \
+#define ORB_CHECK(condition, ...)                                               \
+    do {                                                                        \
+        if (!(condition)) [[unlikely]]                                          \
+            ::dispatch::failCheck(#condition, __FILE__, __LINE__, __VA_ARGS__); \
     } while (false)

@@ -33,9 +33,7 @@ constexpr Nanoseconds toNanoseconds(double seconds) {
     return Nanoseconds{static_cast<std::int64_t>(seconds * 1e9)};
 }
 
-constexpr double toSeconds(Nanoseconds duration) {
-    return Seconds{duration}.count();
-}
+constexpr double toSeconds(Nanoseconds duration) { return Seconds{duration}.count(); }
 
 /// The one source of time. Any thread may read it; a read is cheap and takes no lock.
 class Clock {

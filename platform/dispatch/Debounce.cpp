@@ -10,9 +10,7 @@ namespace dispatch {
 Debounce::Debounce(Queue& queue, Nanoseconds quiet, std::function<void()> action)
     : queue_(queue), quiet_(quiet), timer_(std::make_shared<Timer>(queue, std::move(action))) {}
 
-Debounce::~Debounce() {
-    timer_->cancel();
-}
+Debounce::~Debounce() { timer_->cancel(); }
 
 void Debounce::touch() {
     const HostTime deadline = queue_.clock().now() + quiet_;

@@ -52,9 +52,7 @@ class QueuedDelayedWork final : public DelayedWork, public std::enable_shared_fr
 
 } // namespace
 
-Queue* Queue::current() noexcept {
-    return currentQueue;
-}
+Queue* Queue::current() noexcept { return currentQueue; }
 
 void Queue::assertCurrent() const {
     ORB_CHECK(isCurrent(), "work of queue \"{}\" called from \"{}\"", label_,
@@ -71,20 +69,14 @@ std::shared_ptr<DelayedWork> Queue::asyncAfter(Nanoseconds delay, Work work) {
     return delayed;
 }
 
-Queue::CurrentScope::CurrentScope(Queue* queue) noexcept : outer_(currentQueue) {
-    currentQueue = queue;
-}
+Queue::CurrentScope::CurrentScope(Queue* queue) noexcept : outer_(currentQueue) { currentQueue = queue; }
 
-Queue::CurrentScope::~CurrentScope() {
-    currentQueue = outer_;
-}
+Queue::CurrentScope::~CurrentScope() { currentQueue = outer_; }
 
 Signal::Signal(Queue& queue, std::function<void()> handler)
     : queue_(queue), state_(std::make_shared<State>(std::move(handler))) {}
 
-Signal::~Signal() {
-    state_->dead.store(true);
-}
+Signal::~Signal() { state_->dead.store(true); }
 
 void Signal::raise() noexcept {
     if (!state_->raised.exchange(true))

@@ -19,7 +19,8 @@ struct Semaphore::State {
 };
 
 Semaphore::Semaphore(Queue& waiterQueue, std::int64_t count)
-    : state_(std::make_shared<State>(waiterQueue, count)), queue_(waiterQueue),
+    : state_(std::make_shared<State>(waiterQueue, count)),
+      queue_(waiterQueue),
       wakeUp_(waiterQueue, [state = state_] { state->point.notify(); }) {}
 
 Semaphore::~Semaphore() = default;
@@ -29,9 +30,7 @@ void Semaphore::signal() noexcept {
     wakeUp_.raise();
 }
 
-Task<bool> Semaphore::wait(Nanoseconds timeout) {
-    return waitOn(state_, queue_.clock().now() + timeout);
-}
+Task<bool> Semaphore::wait(Nanoseconds timeout) { return waitOn(state_, queue_.clock().now() + timeout); }
 
 Task<bool> Semaphore::waitOn(std::shared_ptr<State> state, HostTime deadline) {
     while (!state->tryTake()) {

@@ -37,7 +37,7 @@ class Signal {
         const std::function<void()> handler;
         std::atomic<bool> raised{false};
         std::atomic<bool> dead{false};
-        alignas(std::max_align_t) std::array<std::byte, 256> slot;
+        alignas(std::max_align_t) std::array<std::byte, 256> slot{};
     };
 
     const std::shared_ptr<State>& state() const { return state_; }

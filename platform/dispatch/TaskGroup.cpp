@@ -41,16 +41,17 @@ const char* describe(const std::exception_ptr& failure) {
 TaskGroup::TaskGroup(Queue& queue) : queue_(queue), idle_(queue) {}
 
 TaskGroup::~TaskGroup() {
-    ORB_CHECK(members_.empty(), "{} tasks of queue \"{}\" outlive their owner", members_.size(), queue_.label());
+    ORB_CHECK(members_.empty(), "{} tasks of queue \"{}\" outlive their owner", members_.size(),
+              queue_.label());
 }
 
 void TaskGroup::spawn(Task<> task) {
     queue_.assertCurrent();
     const auto member = members_.emplace(members_.end());
-    boost::asio::co_spawn(
-        QueueExecutor(queue_), runMember(std::move(task)),
-        boost::asio::bind_cancellation_slot(member->cancellation.slot(),
-                                            [this, member](const std::exception_ptr& failure) { ended(member, failure); }));
+    boost::asio::co_spawn(QueueExecutor(queue_), runMember(std::move(task)),
+                          boost::asio::bind_cancellation_slot(
+                              member->cancellation.slot(),
+                              [this, member](const std::exception_ptr& failure) { ended(member, failure); }));
 }
 
 void TaskGroup::cancel() {

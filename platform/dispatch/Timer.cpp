@@ -86,9 +86,7 @@ void TimerHeap::place(std::size_t index, Timer& timer) {
 
 Timer::Timer(Queue& queue, std::function<void()> fire) : queue_(queue), fire_(std::move(fire)) {}
 
-Timer::~Timer() {
-    cancel();
-}
+Timer::~Timer() { cancel(); }
 
 void Timer::armAt(HostTime deadline) {
     queue_.assertCurrent();
@@ -98,9 +96,7 @@ void Timer::armAt(HostTime deadline) {
     queue_.timersChanged();
 }
 
-void Timer::armAfter(Nanoseconds delay) {
-    armAt(queue_.clock().now() + delay);
-}
+void Timer::armAfter(Nanoseconds delay) { armAt(queue_.clock().now() + delay); }
 
 void Timer::armAt(HostTime deadline, std::shared_ptr<void> owner) {
     owner_ = std::move(owner);

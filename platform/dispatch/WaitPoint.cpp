@@ -18,9 +18,9 @@ Task<bool> WaitPoint::wait(std::optional<HostTime> deadline) {
     co_await throwIfCancelled();
     ORB_CHECK(!isAwaited(), "two tasks wait at one point of queue \"{}\"", timer_.queue().label());
     const auto initiate = [this, deadline](auto handler) { begin(std::move(handler), deadline); };
-    const Outcome outcome = co_await boost::asio::async_initiate<const boost::asio::use_awaitable_t<>,
-                                                                 void(Outcome)>(initiate,
-                                                                                boost::asio::use_awaitable);
+    const Outcome outcome =
+        co_await boost::asio::async_initiate<const boost::asio::use_awaitable_t<>, void(Outcome)>(
+            initiate, boost::asio::use_awaitable);
     if (outcome == Outcome::cancelled)
         throw CancellationError();
     co_return outcome == Outcome::notified;

@@ -65,9 +65,9 @@ class Work {
     };
 
     template <typename Stored>
-    static constexpr bool fitsInline = sizeof(Stored) <= inlineSize &&
-                                       alignof(Stored) <= alignof(std::max_align_t) &&
-                                       std::is_nothrow_move_constructible_v<Stored>;
+    static constexpr bool fitsInline =
+        sizeof(Stored) <= inlineSize && alignof(Stored) <= alignof(std::max_align_t) &&
+        std::is_nothrow_move_constructible_v<Stored>;
 
     template <typename Stored>
     static Stored* at(void* storage) {

@@ -10,7 +10,7 @@ namespace foundation {
 
 /// Kept alive by its own waiting. Everything but the constructor and `ended` is of the queue.
 class DescriptorWatch::State : public std::enable_shared_from_this<State> {
-public:
+  public:
     State(dispatch::Queue& queue, FileDescriptor descriptor, std::function<void(int)> readable)
         : queue_(queue), readable_(std::move(readable)), descriptor_(queue.ioContext(), descriptor.get()) {
         descriptor.release();
@@ -37,7 +37,7 @@ public:
         }
     }
 
-private:
+  private:
     void serve() {
         if (ended_.load()) {
             return;
@@ -48,13 +48,13 @@ private:
 
     void close() {
         boost::system::error_code ignored;
-        descriptor_.close(ignored);  // whatever it says, the descriptor is gone
+        descriptor_.close(ignored); // whatever it says, the descriptor is gone
     }
 
     dispatch::Queue& queue_;
     const std::function<void(int)> readable_;
     boost::asio::posix::stream_descriptor descriptor_;
-    std::atomic<bool> ended_{false};  // written by the owner of the watch, read by the queue
+    std::atomic<bool> ended_{false}; // written by the owner of the watch, read by the queue
 };
 
 DescriptorWatch::DescriptorWatch(dispatch::Queue& queue, FileDescriptor descriptor,
@@ -65,4 +65,4 @@ DescriptorWatch::DescriptorWatch(dispatch::Queue& queue, FileDescriptor descript
 
 DescriptorWatch::~DescriptorWatch() { state_->end(); }
 
-}  // namespace foundation
+} // namespace foundation

@@ -13,7 +13,7 @@ namespace foundation {
 /// what it likes, without blocking; what it leaves brings the next call.
 /// Made on any thread. Destroyed on the queue, or while the queue is not running: no call begins afterwards.
 class DescriptorWatch {
-public:
+  public:
     /// `queue` outlives the watch.
     DescriptorWatch(dispatch::Queue& queue, FileDescriptor descriptor,
                     std::function<void(int descriptor)> readable);
@@ -21,9 +21,9 @@ public:
     DescriptorWatch(const DescriptorWatch&) = delete;
     DescriptorWatch& operator=(const DescriptorWatch&) = delete;
 
-private:
+  private:
     class State;
     const std::shared_ptr<State> state_;
 };
 
-}  // namespace foundation
+} // namespace foundation

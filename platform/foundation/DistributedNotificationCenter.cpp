@@ -73,7 +73,7 @@ FileDescriptor makeReceiver(const RuntimeDirectory& directory, const std::string
 
 /// Reads the datagrams of one socket. On its queue.
 class DatagramReader {
-public:
+  public:
     using Deliver = std::function<void(DistributedNotification&&)>;
 
     DatagramReader(Deliver deliver, std::function<void(std::string)> report)
@@ -87,7 +87,7 @@ public:
         }
     }
 
-private:
+  private:
     bool readOne(int descriptor) {
         alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(ucred))> control{};
         iovec payload{buffer_.data(), buffer_.size()};
@@ -141,7 +141,7 @@ private:
     std::set<std::string> reported_;
 };
 
-}  // namespace
+} // namespace
 
 DistributedNotificationCenter::DistributedNotificationCenter(dispatch::Queue& queue,
                                                              const RuntimeDirectory& runtimeDirectory,
@@ -221,4 +221,4 @@ void DistributedNotificationCenter::sendTo(const std::string& receiver, const st
     }
 }
 
-}  // namespace foundation
+} // namespace foundation

@@ -43,7 +43,7 @@ struct DistributedNotification {
 ///
 /// Built by the composition root and destroyed on the queue it reads on, or while that queue is not running.
 class DistributedNotificationCenter {
-public:
+  public:
     using Handler = std::function<void(const DistributedNotification&)>;
 
     static constexpr std::size_t maximumDatagram = 16 * 1024;
@@ -65,7 +65,7 @@ public:
     Subscription observe(std::string name, std::optional<std::string> object, dispatch::Queue& queue,
                          Handler handler);
 
-private:
+  private:
     using Observers = ObserverTable<DistributedNotification, std::string>;
 
     std::vector<std::string> receivers() const;
@@ -79,4 +79,4 @@ private:
     std::optional<DescriptorWatch> receiver_;
 };
 
-}  // namespace foundation
+} // namespace foundation

@@ -9,7 +9,7 @@ namespace foundation {
 
 /// The sole owner of an open file descriptor, or of none (-1).
 class FileDescriptor {
-public:
+  public:
     FileDescriptor() = default;
     explicit FileDescriptor(int descriptor) : descriptor_(descriptor) {}
     FileDescriptor(FileDescriptor&& other) noexcept : descriptor_(other.release()) {}
@@ -34,8 +34,8 @@ public:
         }
     }
 
-private:
+  private:
     int descriptor_ = -1;
 };
 
-}  // namespace foundation
+} // namespace foundation

@@ -21,4 +21,4 @@ FileLock::FileLock(const std::filesystem::path& path)
     }
 }
 
-}  // namespace foundation
+} // namespace foundation

@@ -11,12 +11,12 @@ namespace foundation {
 /// they take the lock as well. The lock is a file of its own that stays: one that is replaced cannot be
 /// locked. It ends with the process that holds it.
 class [[nodiscard]] FileLock {
-public:
+  public:
     /// Creates `path` if need be, mode 0600, and waits for the lock. Throws std::system_error naming `path`.
     explicit FileLock(const std::filesystem::path& path);
 
-private:
+  private:
     FileDescriptor descriptor_;
 };
 
-}  // namespace foundation
+} // namespace foundation

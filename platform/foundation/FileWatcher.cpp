@@ -40,7 +40,7 @@ bool isCompleteWhenCreated(const std::filesystem::path& file) {
 }
 
 bool tellsOfChange(const inotify_event& event, const std::filesystem::path& file) {
-    if ((event.mask & (IN_Q_OVERFLOW | IN_IGNORED)) != 0) {  // something was missed, or the directory is gone
+    if ((event.mask & (IN_Q_OVERFLOW | IN_IGNORED)) != 0) { // something was missed, or the directory is gone
         return true;
     }
     if (event.len == 0 || file.filename() != event.name) {
@@ -67,7 +67,7 @@ bool takeEvents(int descriptor, const std::filesystem::path& file) {
     return changed;
 }
 
-}  // namespace
+} // namespace
 
 FileWatcher::FileWatcher(dispatch::Queue& queue, const std::filesystem::path& file,
                          std::function<void()> changed)
@@ -77,4 +77,4 @@ FileWatcher::FileWatcher(dispatch::Queue& queue, const std::filesystem::path& fi
           }
       }) {}
 
-}  // namespace foundation
+} // namespace foundation

@@ -15,12 +15,12 @@ namespace foundation {
 /// Owned by the reader of the file. Made on any thread, destroyed on the queue or while it is not running; no
 /// call begins afterwards.
 class FileWatcher {
-public:
+  public:
     /// The directory of `file` exists and stays; the file need not. Throws std::system_error naming it.
     FileWatcher(dispatch::Queue& queue, const std::filesystem::path& file, std::function<void()> changed);
 
-private:
+  private:
     DescriptorWatch watch_;
 };
 
-}  // namespace foundation
+} // namespace foundation

@@ -108,7 +108,7 @@ std::string textOf(const boost::json::value& value) {
 
 /// A file beside `target` that disappears unless it takes its place.
 class Replacement {
-public:
+  public:
     explicit Replacement(const path& target) : target_(target), name_(target.string() + ".XXXXXX") {
         descriptor_ = FileDescriptor(mkostemp(name_.data(), O_CLOEXEC));
         if (!descriptor_) {
@@ -145,7 +145,7 @@ public:
         }
     }
 
-private:
+  private:
     const path target_;
     std::string name_;
     FileDescriptor descriptor_;
@@ -155,14 +155,14 @@ private:
 JsonFileError malformedAt(std::string_view text, std::size_t offset, const path& file,
                           const std::string& reason) {
     const std::string_view before = text.substr(0, offset);
-    const std::size_t lineStart = before.rfind('\n') + 1;  // 0 when there is none
+    const std::size_t lineStart = before.rfind('\n') + 1; // 0 when there is none
     const auto beginsCharacter = [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; };
     const auto column = std::ranges::count_if(before.substr(lineStart), beginsCharacter);
     return {Kind::malformed, file, reason, static_cast<std::size_t>(std::ranges::count(before, '\n')) + 1,
             static_cast<std::size_t>(column) + 1};
 }
 
-}  // namespace
+} // namespace
 
 JsonFileError::JsonFileError(Kind kind, std::filesystem::path file, const std::string& reason,
                              std::size_t line, std::size_t column)
@@ -234,4 +234,4 @@ FileLock JsonFile::lock() const {
     }
 }
 
-}  // namespace foundation
+} // namespace foundation

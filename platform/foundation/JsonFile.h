@@ -18,11 +18,11 @@ namespace foundation {
 /// A file that cannot be read, written or understood. `what()` is "path: reason", or, for malformed text,
 /// "path:line:column: reason".
 class JsonFileError final : public std::runtime_error {
-public:
+  public:
     enum class Kind {
-        unreadable,  ///< the system does not let us read it, or it is no regular file
-        unwritable,  ///< the system does not let us write it, or nobody may (a mode without w binds root too)
-        malformed,   ///< it is no JSON, too deep, or too large
+        unreadable, ///< the system does not let us read it, or it is no regular file
+        unwritable, ///< the system does not let us write it, or nobody may (a mode without w binds root too)
+        malformed,  ///< it is no JSON, too deep, or too large
     };
 
     JsonFileError(Kind kind, std::filesystem::path path, const std::string& reason, std::size_t line = 0,
@@ -35,7 +35,7 @@ public:
     std::size_t line() const { return line_; }
     std::size_t column() const { return column_; }
 
-private:
+  private:
     Kind kind_;
     std::filesystem::path path_;
     std::size_t line_;
@@ -54,7 +54,7 @@ struct JsonFileLimits {
 /// Writers keep each other out by `FileLock` on `<path>.lock`. They hold it only for the short
 /// read-modify-write, so waiting for it simply blocks. Holds no state but the path: any thread.
 class JsonFile {
-public:
+  public:
     explicit JsonFile(std::filesystem::path path, JsonFileLimits limits = {});
 
     const std::filesystem::path& path() const { return path_; }
@@ -78,7 +78,7 @@ public:
     /// Keeps other writers out while it lives. Throws JsonFileError.
     FileLock lock() const;
 
-private:
+  private:
     std::filesystem::path path_;
     JsonFileLimits limits_;
 };
@@ -87,4 +87,4 @@ private:
 boost::json::value parseJsonText(std::string_view text, const std::filesystem::path& path,
                                  JsonFileLimits limits = {});
 
-}  // namespace foundation
+} // namespace foundation

@@ -19,4 +19,4 @@ Subscription NotificationCenter::observe(std::string name, const void* object, d
     return observers_->add(std::move(name), filter, queue, std::move(handler));
 }
 
-}  // namespace foundation
+} // namespace foundation

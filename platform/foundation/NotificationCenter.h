@@ -21,7 +21,7 @@ struct Notification {
 /// Notifications within the process. Built by the composition root, which also outlives its users; a
 /// subscription may outlive it. Every operation may be called from any thread, also by a handler.
 class NotificationCenter {
-public:
+  public:
     using Handler = std::function<void(const Notification&)>;
 
     NotificationCenter();
@@ -36,8 +36,8 @@ public:
     /// For what the end of the subscription promises see `Subscription`.
     Subscription observe(std::string name, const void* object, dispatch::Queue* queue, Handler handler);
 
-private:
+  private:
     const std::shared_ptr<ObserverTable<Notification, const void*>> observers_;
 };
 
-}  // namespace foundation
+} // namespace foundation

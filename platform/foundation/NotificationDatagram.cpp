@@ -10,7 +10,7 @@ namespace {
 constexpr int version = 1;
 constexpr std::size_t maximumDepth = 8;
 
-}  // namespace
+} // namespace
 
 std::string datagramOf(const DistributedNotification& notification) {
     boost::json::object members{{"version", version}, {"name", notification.name}};
@@ -53,4 +53,4 @@ std::variant<DistributedNotification, MalformedDatagram> notificationOf(std::str
     return notification;
 }
 
-}  // namespace foundation
+} // namespace foundation

@@ -19,4 +19,4 @@ struct MalformedDatagram {
 
 std::variant<DistributedNotification, MalformedDatagram> notificationOf(std::string_view datagram);
 
-}  // namespace foundation
+} // namespace foundation

@@ -22,7 +22,7 @@ enum class Initial { skip, deliver };
 /// call. Handlers do not throw.
 template <typename Value>
 class Observable {
-public:
+  public:
     using Handler = std::function<void(const Value&)>;
 
     explicit Observable(Value initial = {}) : state_(std::make_shared<State>(std::move(initial))) {}
@@ -40,7 +40,7 @@ public:
     /// under the lock and must be short and touch nothing else.
     template <typename Change>
     bool update(Change&& change) {
-        const std::shared_ptr<State> state = state_;  // an observer may destroy this object
+        const std::shared_ptr<State> state = state_; // an observer may destroy this object
         const bool changed = state->update(std::forward<Change>(change));
         state->deliverPending();
         return changed;
@@ -59,7 +59,7 @@ public:
         });
     }
 
-private:
+  private:
     using Observer = ObserverHandler<const Value&>;
     using Observers = std::vector<std::shared_ptr<Observer>>;
 
@@ -70,7 +70,7 @@ private:
     };
 
     class State {
-    public:
+      public:
         explicit State(Value initial) : value_(std::move(initial)) {}
 
         Value get() const {
@@ -115,7 +115,7 @@ private:
             }
         }
 
-    private:
+      private:
         /// Nothing to `entering` threads while another (or an outer call of the same) delivers.
         std::optional<Delivery> takePending(bool entering) {
             const dispatch::LockGuard guard(lock_);
@@ -141,4 +141,4 @@ private:
     const std::shared_ptr<State> state_;
 };
 
-}  // namespace foundation
+} // namespace foundation

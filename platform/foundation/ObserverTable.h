@@ -19,7 +19,7 @@ namespace foundation {
 /// the calls under way, so that what it captured outlives a call that has begun.
 template <typename... Arguments>
 class ObserverHandler {
-public:
+  public:
     explicit ObserverHandler(std::function<void(Arguments...)> handler) : handler_(std::move(handler)) {}
 
     void call(Arguments... arguments) const {
@@ -30,9 +30,9 @@ public:
 
     void end() { ended_.store(true); }
 
-private:
+  private:
     const std::function<void(Arguments...)> handler_;
-    std::atomic<bool> ended_{false};  // written by whoever ends the subscription, read by whoever calls
+    std::atomic<bool> ended_{false}; // written by whoever ends the subscription, read by whoever calls
 };
 
 /// The observers of a notification centre: who is called for a notification, where, and in which order.
@@ -40,7 +40,7 @@ private:
 /// length of a call by whoever ends a subscription. Any thread; no handler is called under the lock.
 template <typename Notification, typename Object>
 class ObserverTable : public std::enable_shared_from_this<ObserverTable<Notification, Object>> {
-public:
+  public:
     using Handler = std::function<void(const Notification&)>;
 
     /// `object` nullopt: of any object. `queue` nullptr: on the thread that delivers, before it goes on.
@@ -75,7 +75,7 @@ public:
         }
     }
 
-private:
+  private:
     struct Observer {
         Observer(std::optional<Object> objectToObserve, dispatch::Queue* queueToUse, Handler handlerToCall)
             : object(std::move(objectToObserve)), queue(queueToUse), handler(std::move(handlerToCall)) {}
@@ -114,4 +114,4 @@ private:
     std::map<std::string, Observers, std::less<>> observers_ ORB_GUARDED_BY(lock_);
 };
 
-}  // namespace foundation
+} // namespace foundation

@@ -59,7 +59,7 @@ std::optional<std::string> unescape(std::string_view component) {
     return name;
 }
 
-}  // namespace
+} // namespace
 
 std::string pathComponentOf(std::string_view name) {
     if (name.empty()) {
@@ -94,4 +94,4 @@ std::optional<std::string> nameOfPathComponent(std::string_view component) {
     return name;
 }
 
-}  // namespace foundation
+} // namespace foundation

@@ -21,4 +21,4 @@ std::string pathComponentOf(std::string_view name);
 /// The name that a component stands for; nullopt when it was cut or is none that `pathComponentOf` makes.
 std::optional<std::string> nameOfPathComponent(std::string_view component);
 
-}  // namespace foundation
+} // namespace foundation

@@ -15,7 +15,7 @@ namespace {
 /// Nobody keeps more damaged files than this without noticing.
 constexpr int maximumSetAside = 1000;
 
-}  // namespace
+} // namespace
 
 void applyChanges(const PreferenceChanges& changes, boost::json::object& content) {
     for (const auto& [key, value] : changes) {
@@ -114,4 +114,4 @@ void PreferenceFile::reportFault(const std::string& fault) {
     }
 }
 
-}  // namespace foundation
+} // namespace foundation

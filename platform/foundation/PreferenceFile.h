@@ -22,7 +22,7 @@ void applyChanges(const PreferenceChanges& changes, boost::json::object& content
 /// The file of a suite, read with tolerance and written with care (see `UserDefaults`). It holds nothing of
 /// the content; what it remembers is what it has reported. Owned by a store, used by one thread at a time.
 class PreferenceFile {
-public:
+  public:
     /// `label` begins each line handed to `report`.
     PreferenceFile(std::filesystem::path path, std::string label, std::function<void(std::string)> report);
 
@@ -35,7 +35,7 @@ public:
     /// written, or nullopt when it could not be, which is reported.
     std::optional<boost::json::object> write(const PreferenceChanges& changes);
 
-private:
+  private:
     struct Content {
         boost::json::object members;
         bool isDamaged = false;
@@ -52,4 +52,4 @@ private:
     std::string lastFault_;
 };
 
-}  // namespace foundation
+} // namespace foundation

@@ -29,7 +29,7 @@ std::optional<double> parseFinite(std::string_view text) {
 }
 
 std::optional<std::int64_t> truncate(double number) {
-    constexpr double bound = 9223372036854775808.0;  // 2 to the 63rd
+    constexpr double bound = 9223372036854775808.0; // 2 to the 63rd
     if (!(number >= -bound && number < bound)) {
         return std::nullopt;
     }
@@ -52,7 +52,7 @@ std::optional<bool> parseBoolean(std::string_view text) {
     return number ? std::optional(*number != 0) : std::nullopt;
 }
 
-}  // namespace
+} // namespace
 
 std::optional<PreferenceValue> preferenceOf(const boost::json::value& value) {
     switch (value.kind()) {
@@ -149,4 +149,4 @@ std::optional<std::string> convertPreference(const PreferenceValue& value) {
     return fmt::format("{}", std::get<double>(value));
 }
 
-}  // namespace foundation
+} // namespace foundation

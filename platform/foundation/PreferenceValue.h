@@ -36,4 +36,4 @@ std::optional<bool> convertPreference(const PreferenceValue& value);
 template <>
 std::optional<std::string> convertPreference(const PreferenceValue& value);
 
-}  // namespace foundation
+} // namespace foundation

@@ -63,7 +63,7 @@ std::filesystem::path withoutEndSlash(const std::filesystem::path& path) {
     return path.has_filename() ? path : path.parent_path();
 }
 
-}  // namespace
+} // namespace
 
 RuntimeDirectoryError::RuntimeDirectoryError(const std::filesystem::path& path, const std::string& reason)
     : std::runtime_error(path.string() + ": " + reason), path_(path), reason_(reason) {}
@@ -98,4 +98,4 @@ bool RuntimeDirectory::remove(std::string_view name) const {
     throw RuntimeDirectoryError(path_ / component, reasonOf(errno));
 }
 
-}  // namespace foundation
+} // namespace foundation

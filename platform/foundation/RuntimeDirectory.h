@@ -12,13 +12,13 @@ namespace foundation {
 
 /// A runtime directory that cannot be used. `what()` is "path: reason".
 class RuntimeDirectoryError final : public std::runtime_error {
-public:
+  public:
     RuntimeDirectoryError(const std::filesystem::path& path, const std::string& reason);
 
     const std::filesystem::path& path() const { return path_; }
     const std::string& reason() const { return reason_; }
 
-private:
+  private:
     std::filesystem::path path_;
     std::string reason_;
 };
@@ -28,7 +28,7 @@ private:
 /// another in its place. Made by the composition root from `standardRuntimePath()`, in tests from a temporary
 /// directory. Immutable: any thread.
 class RuntimeDirectory {
-public:
+  public:
     /// Opens `path`, creating it (not its parents) with mode 0700 when it is missing. Throws
     /// RuntimeDirectoryError when that fails, or when what is there is a symbolic link, no directory, owned
     /// by another user, or open to group or others. The last is not put right: somebody may already have been
@@ -55,11 +55,11 @@ public:
     /// RuntimeDirectoryError.
     bool remove(std::string_view name) const;
 
-private:
+  private:
     RuntimeDirectory(int parent, const std::string& component, std::filesystem::path path);
 
     std::filesystem::path path_;
     FileDescriptor descriptor_;
 };
 
-}  // namespace foundation
+} // namespace foundation

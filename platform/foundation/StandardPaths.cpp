@@ -43,7 +43,7 @@ path home() {
     return "/";
 }
 
-}  // namespace
+} // namespace
 
 path standardRuntimePath() {
     if (const auto own = variable("ORB_RUNTIME_DIR")) {
@@ -65,4 +65,4 @@ path standardConfigPath() {
     return home() / ".config" / ownFolder;
 }
 
-}  // namespace foundation
+} // namespace foundation

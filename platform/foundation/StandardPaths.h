@@ -14,4 +14,4 @@ std::filesystem::path standardRuntimePath();
 /// the same rules; the home is `$HOME`, else that of the user database.
 std::filesystem::path standardConfigPath();
 
-}  // namespace foundation
+} // namespace foundation

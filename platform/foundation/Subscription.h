@@ -14,7 +14,7 @@ namespace foundation {
 /// ended on the thread or queue on which the handler is called, no call begins afterwards; ended elsewhere,
 /// nothing is waited for, and only a call that has already begun goes on. A handler may end its own token.
 class [[nodiscard]] Subscription {
-public:
+  public:
     Subscription() = default;
 
     /// `cancel` is run once, at the latest by the destructor. It does not throw.
@@ -41,8 +41,8 @@ public:
 
     explicit operator bool() const { return static_cast<bool>(cancel_); }
 
-private:
+  private:
     dispatch::Work cancel_;
 };
 
-}  // namespace foundation
+} // namespace foundation

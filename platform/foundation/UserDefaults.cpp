@@ -46,13 +46,13 @@ std::optional<Wanted> convert(const PreferenceValue& value) {
     }
 }
 
-}  // namespace
+} // namespace
 
 /// What stands behind a store. Two locks: `changing_`, held over file work, makes one change at a time;
 /// `reading_`, short and taken inside of the other, guards what getters look at. Nothing is reported or
 /// posted under `reading_`.
 class UserDefaults::Store : public std::enable_shared_from_this<Store> {
-public:
+  public:
     Store(SuiteName suite, const UserDefaultsContext& context, const void* identity)
         : suite_(std::move(suite)),
           context_(context),
@@ -118,7 +118,7 @@ public:
         context_.report(fmt::format("{}: {}: {}", label(), key, what));
     }
 
-private:
+  private:
     struct Found {
         std::optional<boost::json::value> stored;
         std::optional<PreferenceValue> registered;
@@ -200,16 +200,16 @@ private:
 
     dispatch::Lock changing_;
     PreferenceFile file_ ORB_GUARDED_BY(changing_);
-    boost::json::object stored_ ORB_GUARDED_BY(changing_);  // as last read or written
-    PreferenceChanges pending_ ORB_GUARDED_BY(changing_);   // could not be written yet
+    boost::json::object stored_ ORB_GUARDED_BY(changing_); // as last read or written
+    PreferenceChanges pending_ ORB_GUARDED_BY(changing_);  // could not be written yet
 
     mutable dispatch::Lock reading_;
     boost::json::object content_ ORB_GUARDED_BY(reading_);
     PreferenceValues registered_ ORB_GUARDED_BY(reading_);
     mutable std::map<std::string, std::optional<boost::json::value>> wrongKinds_
-        ORB_GUARDED_BY(reading_);  // reported
+        ORB_GUARDED_BY(reading_); // reported
 
-    std::optional<FileWatcher> watcher_;  // last: goes first
+    std::optional<FileWatcher> watcher_; // last: goes first
 };
 
 UserDefaults::UserDefaults(SuiteName suite, const UserDefaultsContext& context)
@@ -258,4 +258,4 @@ void UserDefaults::setObject(std::string_view key, PreferenceValue value) {
 
 void UserDefaults::removeObject(std::string_view key) { store_->change(key, std::nullopt); }
 
-}  // namespace foundation
+} // namespace foundation

@@ -23,10 +23,10 @@ inline constexpr const char* userDefaultsDidChangeNotification = "NSUserDefaults
 
 /// What a store of preferences works with.
 struct UserDefaultsContext {
-    dispatch::Queue& queue;                   ///< the main queue: notices foreign changes, posts
-    NotificationCenter& notificationCenter;   ///< where changes are posted
-    std::filesystem::path configDirectory;    ///< `standardConfigPath()`; created with its parents, 0700
-    std::function<void(std::string)> report;  ///< takes one line for the log; any thread; sets no preference
+    dispatch::Queue& queue;                  ///< the main queue: notices foreign changes, posts
+    NotificationCenter& notificationCenter;  ///< where changes are posted
+    std::filesystem::path configDirectory;   ///< `standardConfigPath()`; created with its parents, 0700
+    std::function<void(std::string)> report; ///< takes one line for the log; any thread; sets no preference
 };
 
 /// A suite of preferences that all processes of the user share: the file `<config directory>/<suite>.json`,
@@ -45,7 +45,7 @@ struct UserDefaultsContext {
 /// Owned by the composition root; made anywhere, destroyed on the queue or while that is not running.
 /// Getters and setters may be called from any thread: getters read a snapshot, setters do file work.
 class UserDefaults {
-public:
+  public:
     UserDefaults(SuiteName suite, const UserDefaultsContext& context);
     virtual ~UserDefaults();
     UserDefaults(const UserDefaults&) = delete;
@@ -84,9 +84,9 @@ public:
     /// The registered value, if any, shows again.
     void removeObject(std::string_view key);
 
-private:
+  private:
     class Store;
     const std::shared_ptr<Store> store_;
 };
 
-}  // namespace foundation
+} // namespace foundation

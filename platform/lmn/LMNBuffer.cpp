@@ -25,12 +25,12 @@ bool staysBelow(std::span<const float> samples, float peak) {
 } // namespace
 
 LMNBuffer::LMNBuffer(std::uint32_t channelCount, std::uint32_t frameCount, double sampleRate)
-    : channelCount_(channelCount), frameCount_(frameCount), sampleRate_(sampleRate),
+    : channelCount_(channelCount),
+      frameCount_(frameCount),
+      sampleRate_(sampleRate),
       samples_(std::size_t{channelCount} * frameCount) {}
 
-void LMNBuffer::mixToInterleavedFloats(float* target) const {
-    mixInto({target, samples_.size()}, samples_);
-}
+void LMNBuffer::mixToInterleavedFloats(float* target) const { mixInto({target, samples_.size()}, samples_); }
 
 void LMNBuffer::mixFromInterleavedFloats(const float* source) {
     mixInto(samples_, {source, samples_.size()});
@@ -40,9 +40,7 @@ void LMNBuffer::copyFromInterleavedFloats(const float* source) {
     std::copy_n(source, samples_.size(), samples_.data());
 }
 
-void LMNBuffer::mute() {
-    std::ranges::fill(samples_, 0.0F);
-}
+void LMNBuffer::mute() { std::ranges::fill(samples_, 0.0F); }
 
 void LMNBuffer::applyGain(float gain) {
     if (gain == 1.0F)
@@ -51,9 +49,7 @@ void LMNBuffer::applyGain(float gain) {
         sample *= gain;
 }
 
-bool LMNBuffer::isSilence() const {
-    return staysBelow(samples_, silencePeak);
-}
+bool LMNBuffer::isSilence() const { return staysBelow(samples_, silencePeak); }
 
 bool LMNBuffer::isSilenceStrict(std::uint32_t firstFrame) const {
     const std::size_t first = std::min(std::size_t{firstFrame} * channelCount_, samples_.size());

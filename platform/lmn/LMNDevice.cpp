@@ -26,9 +26,13 @@ void logFailure(const LMNDevice& device, const std::exception& error) {
 
 LMNDevice::LMNDevice(LMNVirtualDeviceConfig config, foundation::RuntimeDirectory directory,
                      dispatch::Queue& mainQueue)
-    : config_(std::move(config)), directory_(std::move(directory)), stateFile_(directory_.path() / "state.json") {
+    : config_(std::move(config)),
+      directory_(std::move(directory)),
+      stateFile_(directory_.path() / "state.json") {
+    // Watched before it is read, so that no change falls in between.
+    watcher_ =
+        std::make_unique<foundation::FileWatcher>(mainQueue, stateFile_.path(), [this] { readState(); });
     readState();
-    watcher_ = std::make_unique<foundation::FileWatcher>(mainQueue, stateFile_.path(), [this] { readState(); });
 }
 
 LMNDevice::~LMNDevice() = default;
@@ -104,8 +108,6 @@ void LMNDevice::adoptState(const json::object& state) {
     overrides_ = overrides != nullptr && overrides->is_object() ? overrides->get_object() : json::object{};
 }
 
-std::string LMNDevice::description() const {
-    return fmt::format("<LMNDevice {}>", deviceUID());
-}
+std::string LMNDevice::description() const { return fmt::format("<LMNDevice {}>", deviceUID()); }
 
 } // namespace lmn

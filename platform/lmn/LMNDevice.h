@@ -40,7 +40,8 @@ struct LMNVirtualDeviceConfig {
 class LMNDevice {
   public:
     /// `directory` is the device's own. State that cannot be read counts as absent; the log says why.
-    LMNDevice(LMNVirtualDeviceConfig config, foundation::RuntimeDirectory directory, dispatch::Queue& mainQueue);
+    LMNDevice(LMNVirtualDeviceConfig config, foundation::RuntimeDirectory directory,
+              dispatch::Queue& mainQueue);
     ~LMNDevice();
 
     const LMNVirtualDeviceConfig& config() const { return config_; }

@@ -4,8 +4,8 @@
 #include "platform/foundation/PathName.h"
 #include "platform/lmn/LMNLog.h"
 
-#include <boost/json.hpp>
 #include <fmt/format.h>
+#include <boost/json.hpp>
 
 #include <stdexcept>
 #include <utility>
@@ -39,19 +39,22 @@ LMNVirtualDeviceConfig decode(const json::value& value) {
                                   .isAirPlay = object.at("airPlay").as_bool(),
                                   .inputChannels = object.at("inputChannels").to_number<std::uint32_t>(),
                                   .outputChannels = object.at("outputChannels").to_number<std::uint32_t>()};
-    if (config.deviceUID.empty() || config.inputChannels > maximumChannels || config.outputChannels > maximumChannels)
+    if (config.deviceUID.empty() || config.inputChannels > maximumChannels ||
+        config.outputChannels > maximumChannels)
         throw std::invalid_argument("no UID, or more than 32 channels");
     return config;
 }
 
 } // namespace
 
-LMNDeviceManager::LMNDeviceManager(const foundation::RuntimeDirectory& runtimeDirectory, dispatch::Queue& mainQueue)
+LMNDeviceManager::LMNDeviceManager(const foundation::RuntimeDirectory& runtimeDirectory,
+                                   dispatch::Queue& mainQueue)
     : directory_(runtimeDirectory.subdirectory("devices")), mainQueue_(mainQueue) {}
 
 std::shared_ptr<LMNDevice> LMNDeviceManager::deviceWithDeviceUID(std::string_view uid, bool input) {
     try {
-        const foundation::JsonFile file(directory_.path() / foundation::pathComponentOf(uid) / configFileName);
+        const foundation::JsonFile file(directory_.path() / foundation::pathComponentOf(uid) /
+                                        configFileName);
         const std::optional<json::value> stored = file.read();
         if (!stored)
             return nullptr;

@@ -18,9 +18,10 @@ void LMNDispatchQueue::setRealTime() {
     static std::atomic<bool> refusalLogged{false};
     const int refusal = queue_->setRealTime();
     if (refusal != 0 && !refusalLogged.exchange(true))
-        LMNLog(1, fmt::format("LMNDispatchQueue: no real-time scheduling ({}); sound goes on, with less margin "
-                              "against a busy machine\n",
-                              std::generic_category().message(refusal)));
+        LMNLog(1,
+               fmt::format("LMNDispatchQueue: no real-time scheduling ({}); sound goes on, with less margin "
+                           "against a busy machine\n",
+                           std::generic_category().message(refusal)));
 }
 
 } // namespace lmn

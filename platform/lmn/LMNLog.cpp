@@ -16,8 +16,6 @@ void LMNLog(LMNLogLevel level, std::string_view text) noexcept {
 LMNLogInstallation::LMNLogInstallation(LMNLogTarget& target) noexcept
     : outer_(installedTarget.exchange(&target)) {}
 
-LMNLogInstallation::~LMNLogInstallation() {
-    installedTarget.store(outer_);
-}
+LMNLogInstallation::~LMNLogInstallation() { installedTarget.store(outer_); }
 
 } // namespace lmn

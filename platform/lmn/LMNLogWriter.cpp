@@ -23,15 +23,19 @@ constexpr int closingPolls = 10;
 std::string stamp(dispatch::Date date) {
     const auto seconds = std::chrono::floor<std::chrono::seconds>(date);
     const auto micros = std::chrono::duration_cast<std::chrono::microseconds>(date - seconds).count();
-    const std::time_t time = std::chrono::duration_cast<std::chrono::seconds>(seconds.time_since_epoch()).count();
+    const std::time_t time =
+        std::chrono::duration_cast<std::chrono::seconds>(seconds.time_since_epoch()).count();
     return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:06}Z", fmt::gmtime(time), micros);
 }
 
 } // namespace
 
 LMNLogWriter::LMNLogWriter(dispatch::Realm& realm, int descriptor)
-    : clock_(realm.clock()), descriptor_(descriptor), ring_(std::make_unique<std::array<Line, capacity>>()),
-      queue_(realm.makeQueue("lmn.log")), arrived_(*queue_, [this] { drain(); }) {}
+    : clock_(realm.clock()),
+      descriptor_(descriptor),
+      ring_(std::make_unique<std::array<Line, capacity>>()),
+      queue_(realm.makeQueue("lmn.log")),
+      arrived_(*queue_, [this] { drain(); }) {}
 
 LMNLogWriter::~LMNLogWriter() {
     closing_.store(true);
@@ -74,7 +78,8 @@ void LMNLogWriter::drain() {
         if (line.turn.load(std::memory_order_acquire) != 2 * round + 1)
             break;
         put(line.date, line.level,
-            line.longText ? std::string_view(*line.longText) : std::string_view(line.text.data(), line.length));
+            line.longText ? std::string_view(*line.longText)
+                          : std::string_view(line.text.data(), line.length));
         line.longText.reset();
         line.turn.store(2 * (round + 1), std::memory_order_release);
         ++readIndex_;
@@ -84,7 +89,8 @@ void LMNLogWriter::drain() {
 
 void LMNLogWriter::putLostCount() {
     if (const std::uint64_t lost = lost_.exchange(0); lost > 0)
-        put(clock_.wallNow(), 4, fmt::format("LMNLog: {} lines lost, the log was not read fast enough\n", lost));
+        put(clock_.wallNow(), 4,
+            fmt::format("LMNLog: {} lines lost, the log was not read fast enough\n", lost));
 }
 
 void LMNLogWriter::put(dispatch::Date date, LMNLogLevel level, std::string_view text) {

@@ -20,7 +20,7 @@ namespace lmn {
 /// Built by the composition root; its destructor writes what waits, for at most a second if nobody reads.
 class LMNLogWriter final : public LMNLogTarget {
   public:
-    static constexpr std::size_t capacity = 2048; // lines; a power of two
+    static constexpr std::size_t capacity = 2048;    // lines; a power of two
     static constexpr std::size_t inlineLength = 440; // bytes of a line that cost no allocation
 
     /// `descriptor` is borrowed.
@@ -37,7 +37,7 @@ class LMNLogWriter final : public LMNLogTarget {
         dispatch::Date date;
         LMNLogLevel level = 0;
         std::size_t length = 0;
-        std::array<char, inlineLength> text;
+        std::array<char, inlineLength> text{};
         std::unique_ptr<std::string> longText;
     };
 
@@ -49,11 +49,11 @@ class LMNLogWriter final : public LMNLogTarget {
     const dispatch::Clock& clock_;
     const int descriptor_;
     const std::unique_ptr<std::array<Line, capacity>> ring_;
-    std::atomic<std::uint64_t> writeIndex_{0};  // claimed by whoever logs
-    std::uint64_t readIndex_ = 0;               // of the log queue
-    std::atomic<std::uint64_t> lost_{0};        // counted by whoever logs, taken by the log queue
-    std::atomic<bool> closing_{false};          // set by the destructor, read by the log queue
-    bool abandoned_ = false;                    // of the log queue: closing, and nobody reads
+    std::atomic<std::uint64_t> writeIndex_{0}; // claimed by whoever logs
+    std::uint64_t readIndex_ = 0;              // of the log queue
+    std::atomic<std::uint64_t> lost_{0};       // counted by whoever logs, taken by the log queue
+    std::atomic<bool> closing_{false};         // set by the destructor, read by the log queue
+    bool abandoned_ = false;                   // of the log queue: closing, and nobody reads
     std::unique_ptr<dispatch::Queue> queue_;
     dispatch::Signal arrived_;
 };

@@ -5,18 +5,25 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 
 namespace lmn {
 
 LMNPacer::LMNPacer(dispatch::Queue& ioQueue, std::uint32_t frameCount, double sampleRate)
-    : queue_(ioQueue), frameCount_(frameCount), sampleRate_(sampleRate), timer_(ioQueue, [this] { wake(); }) {}
+    : queue_(ioQueue),
+      frameCount_(frameCount),
+      sampleRate_(sampleRate),
+      timer_(ioQueue, [this] { wake(); }) {}
 
 void LMNPacer::add(Stage stage, std::shared_ptr<PacedIO> io) {
     queue_.assertCurrent();
+    Participants& participants = stage == Stage::capture ? captures_ : renders_;
+    if (std::ranges::find(participants, io) != participants.end())
+        return; // it ended and began again before its next turn
     const bool wasIdle = isIdle() && !running_;
-    (stage == Stage::capture ? captures_ : renders_).push_back(std::move(io));
+    participants.push_back(std::move(io));
     if (!wasIdle)
         return;
     // A whole period ahead, so that whoever else was woken by the same sound is there for the first one.
@@ -66,7 +73,8 @@ void LMNPacer::giveUpPeriods(dispatch::HostTime now) {
     const auto count = static_cast<std::uint64_t>(missed);
     nextPeriod_ += count;
     skipped_.fetch_add(count);
-    LMNLog(4, fmt::format("LMNPacer: woken {:.1f} s late, {} periods given up\n", dispatch::toSeconds(lateness), count));
+    LMNLog(4, fmt::format("LMNPacer: woken {:.1f} s late, {} periods given up\n",
+                          dispatch::toSeconds(lateness), count));
 }
 
 void LMNPacer::noteLateness(dispatch::Nanoseconds lateness) {

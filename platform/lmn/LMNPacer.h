@@ -28,9 +28,9 @@ class PacedIO {
 /// How punctual a pacer was.
 struct PacerFigures {
     std::uint64_t periods = 0;
-    std::uint64_t late = 0;              // begun more than one period after they were due
+    std::uint64_t late = 0; // begun more than one period after they were due
     dispatch::Nanoseconds worstLateness{};
-    std::uint64_t skipped = 0;           // never run: the process had been asleep for too long
+    std::uint64_t skipped = 0; // never run: the process had been asleep for too long
 };
 
 /// The one clock of capture and render:
@@ -54,12 +54,15 @@ class LMNPacer {
 
     enum class Stage { capture, render };
 
-    /// Lets `io` take part from the next period on, or from the running one when its stage is yet to come; the
-    /// first of all periods is due one period from now. It is kept alive until it takes no part any longer.
+    /// Lets `io` take part from the next period on, or from the running one when its stage is yet to come;
+    /// the first of all periods is due one period from now. It is kept alive until it takes no part any
+    /// longer.
     void add(Stage stage, std::shared_ptr<PacedIO> io);
 
     /// Fault switch: by how much each wake-up comes late.
-    void setWakeDelays(std::function<dispatch::Nanoseconds()> wakeDelays) { wakeDelays_ = std::move(wakeDelays); }
+    void setWakeDelays(std::function<dispatch::Nanoseconds()> wakeDelays) {
+        wakeDelays_ = std::move(wakeDelays);
+    }
 
     /// Any thread.
     PacerFigures figures() const;
@@ -84,11 +87,11 @@ class LMNPacer {
     std::function<dispatch::Nanoseconds()> wakeDelays_;
     Participants captures_;
     Participants renders_;
-    dispatch::HostTime origin_{};     // due time of period `originPeriod_`
+    dispatch::HostTime origin_{}; // due time of period `originPeriod_`
     std::uint64_t originPeriod_ = 0;
     std::uint64_t nextPeriod_ = 0;
     bool running_ = false;
-    std::atomic<std::uint64_t> late_{0};         // these four: written by the IO queue, read by anybody
+    std::atomic<std::uint64_t> late_{0}; // these four: written by the IO queue, read by anybody
     std::atomic<std::uint64_t> periodsRun_{0};
     std::atomic<std::uint64_t> skipped_{0};
     std::atomic<dispatch::Nanoseconds::rep> worstLateness_{0};

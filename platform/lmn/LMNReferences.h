@@ -14,10 +14,10 @@ namespace lmn {
 using LMNAttributeValue = std::variant<std::int32_t, bool, std::string>;
 using LMNAttributes = std::map<std::string, LMNAttributeValue, std::less<>>;
 
-inline constexpr std::string_view LMNDeviceUIDKey = "LMNDeviceUID";            // string
-inline constexpr std::string_view LMNDeviceInputKey = "LMNDeviceInput";        // bool
-inline constexpr std::string_view LMNDeviceOnDemandKey = "LMNDeviceOnDemand";  // bool
-inline constexpr std::string_view LMNProcessPIDKey = "LMNProcessPID";          // 32-bit process id
+inline constexpr std::string_view LMNDeviceUIDKey = "LMNDeviceUID";                 // string
+inline constexpr std::string_view LMNDeviceInputKey = "LMNDeviceInput";             // bool
+inline constexpr std::string_view LMNDeviceOnDemandKey = "LMNDeviceOnDemand";       // bool
+inline constexpr std::string_view LMNProcessPIDKey = "LMNProcessPID";               // 32-bit process id
 inline constexpr std::string_view LMNProcessHierarchalKey = "LMNProcessHierarchal"; // bool
 
 /// UID of the pseudo-device behind which the framework's own stereo mixdown stands as a process.

@@ -10,8 +10,8 @@ namespace lmn {
 /// One session, from a start to the stop after it, on the IO queue.
 class LMNSessionRunner::Cycle final : public PacedIO {
   public:
-    Cycle(std::weak_ptr<LMNSessionRunner> runner, std::shared_ptr<State> state, std::uint64_t session)
-        : runner_(std::move(runner)), state_(std::move(state)), session_(session) {}
+    Cycle(std::weak_ptr<LMNSessionRunner> runner, std::shared_ptr<Switch> runnerSwitch, std::uint64_t session)
+        : runner_(std::move(runner)), switch_(std::move(runnerSwitch)), session_(session) {}
 
     bool perform(std::uint64_t, dispatch::HostTime due) override {
         const auto runner = runner_.lock();
@@ -21,15 +21,16 @@ class LMNSessionRunner::Cycle final : public PacedIO {
             const dispatch::CycleScope cycle(due);
             const auto delegate = runner->delegate_.lock();
             if (delegate && isCurrent())
-                delegate->performIOCycle(*runner, std::exchange(sampleTime_, sampleTime_ + runner->frameCount_));
+                delegate->performIOCycle(*runner,
+                                         std::exchange(sampleTime_, sampleTime_ + runner->frameCount_));
         });
     }
 
   private:
-    bool isCurrent() const { return state_->wanted.load() && state_->session.load() == session_; }
+    bool isCurrent() const { return switch_->load() == session_; }
 
     const std::weak_ptr<LMNSessionRunner> runner_;
-    const std::shared_ptr<State> state_;
+    const std::shared_ptr<Switch> switch_;
     const std::uint64_t session_;
     std::int64_t sampleTime_ = 0;
 };
@@ -39,15 +40,16 @@ LMNSessionRunner::LMNSessionRunner(LMNSystem& system, std::shared_ptr<LMNDispatc
     : system_(system), queue_(std::move(queue)), frameCount_(frameCount), sampleRate_(sampleRate) {}
 
 void LMNSessionRunner::start() {
-    if (state_->wanted.exchange(true))
+    const dispatch::LockGuard guard(turning_);
+    if (isRunning())
         return;
-    const std::uint64_t session = state_->session.fetch_add(1) + 1;
+    const std::uint64_t session = switch_->fetch_add(1) + 1;
     queue_->queue().async([self = shared_from_this()] {
         if (const auto delegate = self->delegate_.lock())
             delegate->sessionRunnerDidStart(*self, self->frameCount_, self->sampleRate_);
     });
     auto join = [&system = system_, frameCount = frameCount_, sampleRate = sampleRate_,
-                 cycle = std::make_shared<Cycle>(weak_from_this(), state_, session)] {
+                 cycle = std::make_shared<Cycle>(weak_from_this(), switch_, session)] {
         system.pacer(frameCount, sampleRate).add(LMNPacer::Stage::render, cycle);
     };
     if (system_.ioQueue().isCurrent()) // started by a tap's IO: the cycles begin in the same period
@@ -57,8 +59,10 @@ void LMNSessionRunner::start() {
 }
 
 void LMNSessionRunner::stop() {
-    if (!state_->wanted.exchange(false))
+    const dispatch::LockGuard guard(turning_);
+    if (!isRunning())
         return;
+    switch_->fetch_add(1);
     queue_->queue().async([self = shared_from_this()] {
         if (const auto delegate = self->delegate_.lock())
             delegate->sessionRunnerDidStop(*self);

@@ -16,7 +16,8 @@ class LMNSystem;
 class LMNSessionRunnerDelegate {
   public:
     virtual ~LMNSessionRunnerDelegate() = default;
-    virtual void sessionRunnerDidStart(LMNSessionRunner& runner, std::uint32_t frameCount, double sampleRate) = 0;
+    virtual void sessionRunnerDidStart(LMNSessionRunner& runner, std::uint32_t frameCount,
+                                       double sampleRate) = 0;
     virtual void sessionRunnerDidStop(LMNSessionRunner& runner) = 0;
 
     /// Once per cycle. `sampleTime` counts frames from the runner's start. Real-time.
@@ -24,12 +25,12 @@ class LMNSessionRunnerDelegate {
 };
 
 /// A periodic IO cycle on a queue, paced by the clock that also paces the taps: in each period the taps come
-/// first. Shared by its owner and the IO contexts that start and stop it; `start`, `stop` and `isRunning` from
-/// any thread.
+/// first. Shared by its owner and the IO contexts that start and stop it; `start`, `stop` and `isRunning`
+/// from any thread.
 class LMNSessionRunner : public std::enable_shared_from_this<LMNSessionRunner> {
   public:
-    LMNSessionRunner(LMNSystem& system, std::shared_ptr<LMNDispatchQueue> queue,
-                     std::uint32_t frameCount, double sampleRate);
+    LMNSessionRunner(LMNSystem& system, std::shared_ptr<LMNDispatchQueue> queue, std::uint32_t frameCount,
+                     double sampleRate);
 
     std::uint32_t frameCount() const { return frameCount_; }
     double sampleRate() const { return sampleRate_; }
@@ -37,7 +38,7 @@ class LMNSessionRunner : public std::enable_shared_from_this<LMNSessionRunner> {
     /// Before the first start.
     void setDelegate(std::weak_ptr<LMNSessionRunnerDelegate> delegate) { delegate_ = std::move(delegate); }
 
-    bool isRunning() const { return state_->wanted.load(); }
+    bool isRunning() const { return isOn(switch_->load()); }
 
     /// Nothing when it runs. The delegate's `sessionRunnerDidStart` comes before the first cycle.
     void start();
@@ -48,18 +49,20 @@ class LMNSessionRunner : public std::enable_shared_from_this<LMNSessionRunner> {
   private:
     class Cycle;
 
-    /// The switch, shared with the cycles under way.
-    struct State {
-        std::atomic<bool> wanted{false};         // by whoever starts and stops
-        std::atomic<std::uint64_t> session{0};   // counts starts; a cycle of an earlier one ends itself
-    };
+    /// The switch, shared with the cycles under way: counts starts and stops, so that it is odd while
+    /// running. A cycle of an earlier session ends itself.
+    using Switch = std::atomic<std::uint64_t>;
+
+    static bool isOn(std::uint64_t position) { return position % 2 == 1; }
 
     LMNSystem& system_;
     const std::shared_ptr<LMNDispatchQueue> queue_;
     const std::uint32_t frameCount_;
     const double sampleRate_;
     std::weak_ptr<LMNSessionRunnerDelegate> delegate_;
-    const std::shared_ptr<State> state_ = std::make_shared<State>();
+    dispatch::Lock turning_; // who turns the switch tells the delegate before the next one turns it
+    const std::shared_ptr<Switch> switch_ =
+        std::make_shared<Switch>(0); // turned under the lock, read by anybody
 };
 
 } // namespace lmn

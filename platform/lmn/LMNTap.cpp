@@ -16,7 +16,9 @@ namespace lmn {
 class LMNTap::IO final : public PacedIO, public std::enable_shared_from_this<IO> {
   public:
     IO(LMNSystem& system, const LMNTapConfig& config, std::shared_ptr<LMNTapIOContext> context)
-        : system_(system), config_(config), context_(std::move(context)),
+        : system_(system),
+          config_(config),
+          context_(std::move(context)),
           buffer_(config.channelCount, config.frameCount, config.sampleRate),
           leadoutFrames_(std::llround(config.leadout * config.sampleRate)) {}
 
@@ -31,7 +33,8 @@ class LMNTap::IO final : public PacedIO, public std::enable_shared_from_this<IO>
             });
         else
             soundBegins_.cancel();
-        system_.ioQueue().async([self = shared_from_this(), device = std::move(device)] { self->setDevice(device); });
+        system_.ioQueue().async(
+            [self = shared_from_this(), device = std::move(device)] { self->setDevice(device); });
     }
 
     bool perform(std::uint64_t period, dispatch::HostTime) override {
@@ -63,7 +66,8 @@ class LMNTap::IO final : public PacedIO, public std::enable_shared_from_this<IO>
         running_ = true;
         quietFrames_ = 0;
         context_->willStartIO();
-        system_.pacer(config_.frameCount, config_.sampleRate).add(LMNPacer::Stage::capture, shared_from_this());
+        system_.pacer(config_.frameCount, config_.sampleRate)
+            .add(LMNPacer::Stage::capture, shared_from_this());
     }
 
     void end() {
@@ -85,16 +89,15 @@ class LMNTap::IO final : public PacedIO, public std::enable_shared_from_this<IO>
 LMNTap::LMNTap(LMNSystem& system, LMNTapConfig config, std::shared_ptr<LMNDispatchQueue> queue)
     : system_(system), config_(std::move(config)), queue_(std::move(queue)) {}
 
-LMNTap::~LMNTap() {
-    stop();
-}
+LMNTap::~LMNTap() { stop(); }
 
 void LMNTap::start() {
     if (!io_)
         if (const auto delegate = delegate_.lock())
             if (auto context = delegate->createIOContext(*this, config_))
                 io_ = std::make_shared<IO>(system_, config_, std::move(context));
-    const std::string uid = config_.sources.empty() ? "" : config_.sources.front().deviceReference.deviceUID();
+    const std::string uid =
+        config_.sources.empty() ? "" : config_.sources.front().deviceReference.deviceUID();
     const auto device = system_.deviceManager().deviceWithDeviceUID(uid, false);
     if (!io_ || !device) {
         LMNLog(4, fmt::format("LMNTap: cannot start on device \"{}\": {}\n", uid,

@@ -26,8 +26,9 @@ struct LMNSource {
     std::vector<LMNChannelMapping> channelMappings;
 
     bool captures(const LMNProcess& process) const {
-        const bool listed = std::ranges::any_of(
-            processReferences, [&](const LMNProcessReference& reference) { return reference.matches(process); });
+        const bool listed = std::ranges::any_of(processReferences, [&](const LMNProcessReference& reference) {
+            return reference.matches(process);
+        });
         return listed != exclusive;
     }
 };

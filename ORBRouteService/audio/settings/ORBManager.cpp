@@ -12,17 +12,25 @@
 namespace orb {
 namespace {
 constexpr const char* objectWillChange = "ORBManager.objectWillChange";
+
+/// What a manager begins with; that the stored latency is none is logged by the reload that follows.
+double initialRenderLatency(const ORBUserDefaults& defaults) {
+    const double stored = defaults.renderLatency();
+    return std::isfinite(stored) ? stored : ORBUserDefaults::defaultRenderLatency;
 }
 
+} // namespace
+
 ORBManager::ORBManager(const ORBManagerContext& context)
-    : context_(context), renderLatency_(context.defaults.renderLatency()),
+    : context_(context),
+      renderLatency_(initialRenderLatency(context.defaults)),
       prioritizeSync_(context.defaults.prioritizeSync()),
       legacyGroupedAirPlay_(context.defaults.legacyGroupedAirPlay()) {
     dispatch::Queue& main = context_.mainQueue;
     const foundation::UserDefaults* store = &context_.defaults;
-    notificationObserver_ =
-        context_.notifications.observe(foundation::userDefaultsDidChangeNotification, store, &main,
-                                       [this](const foundation::Notification&) { settingsChangedElsewhere(); });
+    notificationObserver_ = context_.notifications.observe(
+        foundation::userDefaultsDidChangeNotification, store, &main,
+        [this](const foundation::Notification&) { settingsChangedElsewhere(); });
     distributedObserver_ = context_.distributedNotifications.observe(
         ORBConfigurationDidChange, std::nullopt, main,
         [this](const foundation::DistributedNotification&) { settingsChangedElsewhere(); });
@@ -81,9 +89,7 @@ void ORBManager::resetDefaults() {
     reloadFromDefaults();
 }
 
-void ORBManager::broadcastDeviceOverrideChanged() {
-    postDistributedChange();
-}
+void ORBManager::broadcastDeviceOverrideChanged() { postDistributedChange(); }
 
 foundation::Subscription ORBManager::observeObjectWillChange(std::function<void()> handler) {
     return context_.notifications.observe(

@@ -36,8 +36,8 @@ struct ORBManagerContext {
 /// everything else on the main queue.
 class ORBManager {
   public:
-    static constexpr double renderSampleRate = 44100.0;            // Hz
-    static constexpr std::uint32_t fixedRenderChunkSize = 8192;    // frames
+    static constexpr double renderSampleRate = 44100.0;         // Hz
+    static constexpr std::uint32_t fixedRenderChunkSize = 8192; // frames
 
     explicit ORBManager(const ORBManagerContext& context);
     ORBManager(const ORBManager&) = delete;

@@ -10,10 +10,11 @@ constexpr const char* prioritizeSyncKey = "prioritizeSync";
 constexpr const char* legacyGroupedAirPlayKey = "legacyGroupedAirPlay";
 
 const foundation::PreferenceValues& registeredDefaults() {
-    static const foundation::PreferenceValues defaults{{renderLatencyKey, 2.0},
-                                                       {renderChunkSizeKey, ORBUserDefaults::fixedRenderChunkSize},
-                                                       {prioritizeSyncKey, false},
-                                                       {legacyGroupedAirPlayKey, false}};
+    static const foundation::PreferenceValues defaults{
+        {renderLatencyKey, ORBUserDefaults::defaultRenderLatency},
+        {renderChunkSizeKey, ORBUserDefaults::fixedRenderChunkSize},
+        {prioritizeSyncKey, false},
+        {legacyGroupedAirPlayKey, false}};
     return defaults;
 }
 
@@ -31,9 +32,7 @@ std::unique_ptr<ORBUserDefaults> ORBUserDefaults::create(const foundation::UserD
 ORBUserDefaults::ORBUserDefaults(foundation::SuiteName name, const foundation::UserDefaultsContext& context)
     : UserDefaults(std::move(name), context) {}
 
-double ORBUserDefaults::renderLatency() const {
-    return doubleForKey(renderLatencyKey);
-}
+double ORBUserDefaults::renderLatency() const { return doubleForKey(renderLatencyKey); }
 
 void ORBUserDefaults::setRenderLatency(double seconds) {
     if (renderLatency() != seconds)
@@ -45,18 +44,14 @@ void ORBUserDefaults::setRenderChunkSize(std::int64_t) {
         setInteger(renderChunkSizeKey, fixedRenderChunkSize);
 }
 
-bool ORBUserDefaults::prioritizeSync() const {
-    return boolForKey(prioritizeSyncKey);
-}
+bool ORBUserDefaults::prioritizeSync() const { return boolForKey(prioritizeSyncKey); }
 
 void ORBUserDefaults::setPrioritizeSync(bool enabled) {
     if (prioritizeSync() != enabled)
         setBool(prioritizeSyncKey, enabled);
 }
 
-bool ORBUserDefaults::legacyGroupedAirPlay() const {
-    return boolForKey(legacyGroupedAirPlayKey);
-}
+bool ORBUserDefaults::legacyGroupedAirPlay() const { return boolForKey(legacyGroupedAirPlayKey); }
 
 void ORBUserDefaults::setLegacyGroupedAirPlay(bool enabled) {
     if (legacyGroupedAirPlay() != enabled)

@@ -14,13 +14,16 @@ class ORBUserDefaults final : public foundation::UserDefaults {
   public:
     static constexpr const char* suite = "com.fernwick.Orbweaver.preferences";
 
+    /// Seconds.
+    static constexpr double defaultRenderLatency = 2.0;
+
     /// The only chunk size, frames.
     static constexpr std::int64_t fixedRenderChunkSize = 8192;
 
     /// The store of `suite` with its defaults registered; nullptr when the platform refuses it.
     static std::unique_ptr<ORBUserDefaults> create(const foundation::UserDefaultsContext& context);
 
-    /// Seconds by which rendering runs behind capture; 2.0 by default.
+    /// Seconds by which rendering runs behind capture; infinite where the file has a number too great.
     double renderLatency() const;
     void setRenderLatency(double seconds);
 

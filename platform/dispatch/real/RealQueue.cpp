@@ -30,7 +30,7 @@ struct SyncCall {
     FunctionRef<void()> work;
     bool ran = false;
     std::binary_semaphore done{0};
-    alignas(std::max_align_t) std::array<std::byte, 256> slot;
+    alignas(std::max_align_t) std::array<std::byte, 256> slot{};
 };
 
 } // namespace
@@ -42,9 +42,9 @@ struct RealQueue::Loop {
     boost::asio::io_context context{1};
     boost::asio::executor_work_guard<boost::asio::io_context::executor_type> guard;
     boost::asio::steady_timer timer;
-    TimerHeap timers;                     // on the queue
+    TimerHeap timers;                      // on the queue
     std::optional<HostTime> armedDeadline; // on the queue; of the loop's timer
-    std::atomic<bool> cancelled{false};   // written by anybody, read by the queue
+    std::atomic<bool> cancelled{false};    // written by anybody, read by the queue
 };
 
 RealQueue::RealQueue(std::string label, const Clock& clock, Runs runs)
@@ -81,22 +81,20 @@ bool RealQueue::sync(FunctionRef<void()> work) {
     if (loop_->cancelled.load())
         return false;
     SyncCall call(work);
-    boost::asio::post(loop_->context, boost::asio::bind_allocator(
-                                          SlotAllocator<void*>(call.slot.data(), call.slot.size()),
-                                          [loop = loop_.get(), &call] {
-                                              if (!loop->cancelled.load()) {
-                                                  call.work();
-                                                  call.ran = true;
-                                              }
-                                              call.done.release();
-                                          }));
+    boost::asio::post(loop_->context,
+                      boost::asio::bind_allocator(SlotAllocator<void*>(call.slot.data(), call.slot.size()),
+                                                  [loop = loop_.get(), &call] {
+                                                      if (!loop->cancelled.load()) {
+                                                          call.work();
+                                                          call.ran = true;
+                                                      }
+                                                      call.done.release();
+                                                  }));
     call.done.acquire();
     return call.ran;
 }
 
-void RealQueue::cancel() {
-    loop_->cancelled.store(true);
-}
+void RealQueue::cancel() { loop_->cancelled.store(true); }
 
 int RealQueue::setRealTime() {
     ORB_CHECK(thread_.joinable(), "queue \"{}\" has no thread of its own", label());
@@ -105,13 +103,9 @@ int RealQueue::setRealTime() {
     return pthread_setschedparam(thread_.native_handle(), SCHED_FIFO, &parameters);
 }
 
-const Clock& RealQueue::clock() const {
-    return loop_->clock;
-}
+const Clock& RealQueue::clock() const { return loop_->clock; }
 
-boost::asio::io_context& RealQueue::ioContext() {
-    return loop_->context;
-}
+boost::asio::io_context& RealQueue::ioContext() { return loop_->context; }
 
 void RealQueue::run() {
     const CurrentScope scope(this);
@@ -119,17 +113,11 @@ void RealQueue::run() {
     loop_->context.run();
 }
 
-void RealQueue::stop() {
-    loop_->context.stop();
-}
+void RealQueue::stop() { loop_->context.stop(); }
 
-TimerHeap& RealQueue::timers() {
-    return loop_->timers;
-}
+TimerHeap& RealQueue::timers() { return loop_->timers; }
 
-void RealQueue::timersChanged() {
-    armLoopTimer(loop_);
-}
+void RealQueue::timersChanged() { armLoopTimer(loop_); }
 
 void RealQueue::armLoopTimer(const std::shared_ptr<Loop>& loop) {
     const std::optional<HostTime> next = loop->timers.nextDeadline();
@@ -160,12 +148,11 @@ void RealQueue::fireDueTimers(const std::shared_ptr<Loop>& loop) {
 void RealQueue::deliver(Signal& signal) noexcept {
     Signal::State& state = *signal.state();
     boost::asio::post(loop_->context,
-                      boost::asio::bind_allocator(
-                          SlotAllocator<void*>(state.slot.data(), state.slot.size()),
-                          [loop = loop_.get(), state = signal.state()] {
-                              if (!loop->cancelled.load())
-                                  state->run();
-                          }));
+                      boost::asio::bind_allocator(SlotAllocator<void*>(state.slot.data(), state.slot.size()),
+                                                  [loop = loop_.get(), state = signal.state()] {
+                                                      if (!loop->cancelled.load())
+                                                          state->run();
+                                                  }));
 }
 
 } // namespace dispatch

@@ -24,24 +24,16 @@ RealRealm::RealRealm()
 
 RealRealm::~RealRealm() = default;
 
-Queue& RealRealm::mainQueue() {
-    return *mainQueue_;
-}
+Queue& RealRealm::mainQueue() { return *mainQueue_; }
 
 std::unique_ptr<Queue> RealRealm::makeQueue(std::string label) {
     return std::make_unique<RealQueue>(std::move(label), *clock_, RealQueue::Runs::onOwnThread);
 }
 
-std::shared_ptr<void> RealRealm::awaitOutside(std::string, std::function<bool()>) {
-    return nullptr;
-}
+std::shared_ptr<void> RealRealm::awaitOutside(std::string, std::function<bool()>) { return nullptr; }
 
-void RealRealm::run() {
-    mainQueue_->run();
-}
+void RealRealm::run() { mainQueue_->run(); }
 
-void RealRealm::stop() {
-    mainQueue_->stop();
-}
+void RealRealm::stop() { mainQueue_->stop(); }
 
 } // namespace dispatch

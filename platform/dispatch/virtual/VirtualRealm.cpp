@@ -16,6 +16,9 @@ class VirtualQueue final : public Queue {
     VirtualQueue(std::string label, VirtualRealm& realm) : Queue(std::move(label)), realm_(realm) {}
 
     ~VirtualQueue() override {
+        // Sockets that were closed before the queue still have their last completions on the way to it.
+        realm_.io_.restart();
+        realm_.io_.poll();
         std::erase_if(realm_.ready_, [this](const auto& entry) { return entry.queue == this; });
     }
 
@@ -79,9 +82,7 @@ VirtualRealm::VirtualRealm(Date wallStart) : mainQueue_(std::make_unique<Virtual
 
 VirtualRealm::~VirtualRealm() = default;
 
-Queue& VirtualRealm::mainQueue() {
-    return *mainQueue_;
-}
+Queue& VirtualRealm::mainQueue() { return *mainQueue_; }
 
 std::unique_ptr<Queue> VirtualRealm::makeQueue(std::string label) {
     return std::make_unique<VirtualQueue>(std::move(label), *this);
@@ -89,7 +90,8 @@ std::unique_ptr<Queue> VirtualRealm::makeQueue(std::string label) {
 
 std::shared_ptr<void> VirtualRealm::awaitOutside(std::string what, std::function<bool()> settled) {
     debts_.push_back({std::move(what), std::move(settled)});
-    return {&debts_.back(), [this](Debt* debt) { debts_.remove_if([debt](const Debt& d) { return &d == debt; }); }};
+    return {&debts_.back(),
+            [this](Debt* debt) { debts_.remove_if([debt](const Debt& d) { return &d == debt; }); }};
 }
 
 void VirtualRealm::runReady() {

@@ -2,12 +2,13 @@
 #include "platform/lmn/embedded/EmbeddedAudioServer.h"
 
 #include "platform/dispatch/Task.h"
+#include "platform/foundation/FileLock.h"
 #include "platform/lmn/LMNLog.h"
 #include "platform/lmn/embedded/PlayerSession.h"
 
+#include <fmt/format.h>
 #include <boost/asio/bind_executor.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
-#include <fmt/format.h>
 
 #include <sys/socket.h>
 #include <unistd.h>
@@ -21,6 +22,9 @@ namespace {
 using Protocol = boost::asio::local::stream_protocol;
 using boost::system::error_code;
 
+/// Between two attempts to accept a player.
+constexpr dispatch::Nanoseconds acceptPause = std::chrono::seconds(1);
+
 /// Who is at the other end, as the kernel knows it.
 std::optional<ucred> peerOf(Protocol::socket& socket) {
     ucred credentials{};
@@ -30,12 +34,15 @@ std::optional<ucred> peerOf(Protocol::socket& socket) {
     return credentials;
 }
 
-/// Whether somebody listens at an address where a socket file already is.
+/// Whether somebody listens at an address where a socket file already is. One that is stopped, its queue
+/// full, lives too.
 bool isAlive(boost::asio::io_context& context, const Protocol::endpoint& endpoint) {
     Protocol::socket probe(context);
+    probe.open();
+    probe.non_blocking(true);
     error_code refused;
     probe.connect(endpoint, refused);
-    return !refused;
+    return !refused || refused == boost::asio::error::would_block || refused == boost::asio::error::try_again;
 }
 
 } // namespace
@@ -44,11 +51,16 @@ bool isAlive(boost::asio::io_context& context, const Protocol::endpoint& endpoin
 class EmbeddedAudioServer::Door : public std::enable_shared_from_this<Door> {
   public:
     Door(dispatch::Realm& realm, dispatch::Queue& queue, const std::shared_ptr<PlayerRoster>& roster)
-        : realm_(realm), queue_(queue), device_(roster->device()), roster_(roster),
+        : realm_(realm),
+          queue_(queue),
+          device_(roster->device()),
+          roster_(roster),
           acceptor_(queue.ioContext()) {}
 
     /// Throws boost::system::system_error, foundation::RuntimeDirectoryError, AudioServerError.
     void open() {
+        const foundation::FileLock lock(device_->directory().path() /
+                                        "player.lock"); // of two that come at once
         const Protocol::endpoint endpoint(device_->directory().socketPath(playerSocketName));
         if (isAlive(queue_.ioContext(), endpoint))
             throw AudioServerError("another process serves it already");
@@ -73,15 +85,24 @@ class EmbeddedAudioServer::Door : public std::enable_shared_from_this<Door> {
   private:
     void accept() {
         acceptor_.async_accept(boost::asio::bind_executor(
-            dispatch::QueueExecutor(queue_), [self = shared_from_this()](const error_code& error, Protocol::socket socket) {
+            dispatch::QueueExecutor(queue_),
+            [self = shared_from_this()](const error_code& error, Protocol::socket socket) {
                 if (error == boost::asio::error::operation_aborted || !self->acceptor_.is_open())
                     return;
                 if (error)
-                    LMNLog(4, fmt::format("audio server: {}\n", error.message()));
-                else
-                    self->welcome(std::move(socket));
+                    return self->acceptLater(error);
+                self->welcome(std::move(socket));
                 self->accept();
             }));
+    }
+
+    /// What fails now (for want of descriptors, say) would fail again at once.
+    void acceptLater(const error_code& error) {
+        LMNLog(4, fmt::format("audio server: cannot accept a player: {}\n", error.message()));
+        queue_.asyncAfter(acceptPause, [weak = weak_from_this()] {
+            if (const auto self = weak.lock(); self && self->acceptor_.is_open())
+                self->accept();
+        });
     }
 
     void welcome(Protocol::socket socket) {
@@ -106,7 +127,9 @@ class EmbeddedAudioServer::Door : public std::enable_shared_from_this<Door> {
 EmbeddedAudioServer::EmbeddedAudioServer(dispatch::Realm& realm)
     : realm_(realm), queue_(realm.makeQueue("lmn.server")) {}
 
-EmbeddedAudioServer::~EmbeddedAudioServer() = default;
+EmbeddedAudioServer::~EmbeddedAudioServer() {
+    queue_->sync([] {}); // the doors of devices just dropped close first
+}
 
 std::shared_ptr<ServedDevice> EmbeddedAudioServer::serve(const std::shared_ptr<LMNDevice>& device) {
     std::weak_ptr<PlayerRoster>& served = served_[device->deviceUID()];
@@ -126,6 +149,7 @@ std::shared_ptr<PlayerRoster> EmbeddedAudioServer::openDoor(const std::shared_pt
         queue->async([door, last] {
             if (*door)
                 (*door)->close();
+            door->reset(); // it refers back to what holds this
             delete last;
         });
     });

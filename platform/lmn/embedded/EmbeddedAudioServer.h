@@ -12,8 +12,8 @@
 namespace lmn {
 
 /// Serves virtual devices by itself: players of the same user connect to the device's socket and stream (see
-/// `PlayerProtocol.h`). All sockets are served on one queue of its own. Made by the composition root; outlives
-/// every device it serves.
+/// `PlayerProtocol.h`). All sockets are served on one queue of its own. Made by the composition root;
+/// outlives every device it serves.
 class EmbeddedAudioServer final : public AudioServer {
   public:
     explicit EmbeddedAudioServer(dispatch::Realm& realm);

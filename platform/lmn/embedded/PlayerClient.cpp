@@ -65,7 +65,7 @@ foundation::FileDescriptor connectThroughDirectory(const std::filesystem::path& 
                      path.string());
 }
 
-}  // namespace
+} // namespace
 
 PlayerClient::PlayerClient(const foundation::RuntimeDirectory& device, const PlayerHello& hello)
     : socket_(connectTo(device.socketPath(playerSocketName), device.path().string())),
@@ -146,4 +146,4 @@ void PlayerClient::send(std::span<const std::byte> bytes) {
     }
 }
 
-}  // namespace lmn
+} // namespace lmn

@@ -16,7 +16,7 @@ namespace lmn {
 
 /// The device, or the process that served it, is gone.
 class PlayerDisconnected final : public std::system_error {
-public:
+  public:
     using std::system_error::system_error;
 };
 
@@ -27,7 +27,7 @@ public:
 /// soon as everything is on its way, at most the device's two seconds and the socket's buffer ahead of what
 /// is heard.
 class PlayerClient {
-public:
+  public:
     /// Connects to the device whose directory is `device` (`LMNDevice::directory`), introduces the player and
     /// waits for the answer. Throws `PlayerProtocolError` with the device's reason when it refuses,
     /// `PlayerDisconnected` when it leaves without an answer, and std::system_error when there is no
@@ -50,14 +50,14 @@ public:
     /// The same for a hello that said int16.
     void write(std::span<const std::int16_t> interleaved);
 
-private:
+  private:
     void introduce(const PlayerHello& hello);
     std::string readAnswer();
     void send(std::span<const std::byte> bytes);
 
     foundation::FileDescriptor socket_;
     PlayerSampleType sampleType_;
-    std::string device_;  // what messages call it
+    std::string device_; // what messages call it
 };
 
-}  // namespace lmn
+} // namespace lmn

@@ -4,8 +4,8 @@
 #include "platform/foundation/JsonFile.h"
 #include "platform/lmn/AudioServer.h"
 
-#include <boost/json.hpp>
 #include <fmt/format.h>
+#include <boost/json.hpp>
 
 #include <bit>
 #include <cmath>
@@ -48,7 +48,8 @@ void checkFormat(const PlayerHello& hello) {
         throw PlayerProtocolError(fmt::format("the device runs at {:.0f} Hz, not at {}; resample first",
                                               ServedDevice::sampleRate, hello.sampleRate));
     if (hello.channels < 1 || hello.channels > maximumChannels)
-        throw PlayerProtocolError(fmt::format("{} channels, wanted are 1 to {}", hello.channels, maximumChannels));
+        throw PlayerProtocolError(
+            fmt::format("{} channels, wanted are 1 to {}", hello.channels, maximumChannels));
 }
 
 } // namespace
@@ -77,8 +78,9 @@ PlayerHello decodeHello(std::string_view line) {
     } catch (const PlayerProtocolError&) {
         throw;
     } catch (const std::exception&) {
-        throw PlayerProtocolError("wanted are \"name\" (string) and \"format\" with \"sampleType\" (string), "
-                                  "\"sampleRate\" and \"channels\" (numbers)");
+        throw PlayerProtocolError(
+            "wanted are \"name\" (string) and \"format\" with \"sampleType\" (string), "
+            "\"sampleRate\" and \"channels\" (numbers)");
     }
     checkFormat(hello);
     return hello;
@@ -103,7 +105,8 @@ void decodeAnswer(std::string_view line) {
 }
 
 PlayerSampleReader::PlayerSampleReader(const PlayerHello& hello)
-    : sampleType_(hello.sampleType), frameSize_(hello.frameSize()),
+    : sampleType_(hello.sampleType),
+      frameSize_(hello.frameSize()),
       rightOffset_(hello.channels == 1 ? 0 : hello.frameSize() / hello.channels) {}
 
 std::size_t PlayerSampleReader::convert(const std::byte* bytes, std::size_t frames, float* stereo) const {

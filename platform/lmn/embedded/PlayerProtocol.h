@@ -9,15 +9,17 @@
 
 /// How a player talks to the socket `player.sock` of a device (a Unix stream socket):
 ///
-///     player -> device   {"version":1,"name":"...","format":{"sampleType":"float32","sampleRate":44100,"channels":2}}\n
-///     device -> player   {"version":1,"accepted":true}\n   or   {"version":1,"accepted":false,"error":"..."}\n, then close
-///     player -> device   interleaved samples, little-endian, until the player closes the connection
+///     player -> device
+///     {"version":1,"name":"...","format":{"sampleType":"float32","sampleRate":44100,"channels":2}}\n device
+///     -> player   {"version":1,"accepted":true}\n   or   {"version":1,"accepted":false,"error":"..."}\n,
+///     then close player -> device   interleaved samples, little-endian, until the player closes the
+///     connection
 ///
-/// "sampleType" is "float32" or "int16"; "channels" 1 to 32, of which one is heard on both sides and more than
-/// two give their first two. The device takes what it plays and no faster: a player sends when the socket
-/// takes more, and so never runs ahead by more than the device's two seconds and the socket's own buffer. What
-/// was sent before the connection is closed is played to its end. Samples that are not numbers, or louder than
-/// `loudestSample`, are silence.
+/// "sampleType" is "float32" or "int16"; "channels" 1 to 32, of which one is heard on both sides and more
+/// than two give their first two. The device takes what it plays and no faster: a player sends when the
+/// socket takes more, and so never runs ahead by more than the device's two seconds and the socket's own
+/// buffer. What was sent before the connection is closed is played to its end. Samples that are not numbers,
+/// or louder than `loudestSample`, are silence.
 namespace lmn {
 
 inline constexpr int playerProtocolVersion = 1;

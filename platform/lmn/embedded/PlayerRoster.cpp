@@ -8,9 +8,11 @@ namespace lmn {
 namespace {
 
 /// Leads the channels of a stereo block into `buffer` as the mappings say.
-void mixMapped(std::span<const float> block, const std::vector<LMNChannelMapping>& mappings, LMNBuffer& buffer) {
+void mixMapped(std::span<const float> block, const std::vector<LMNChannelMapping>& mappings,
+               LMNBuffer& buffer) {
     for (const LMNChannelMapping& mapping : mappings) {
-        if (mapping.source - 1 >= ServedDevice::channelCount || mapping.destination - 1 >= buffer.channelCount())
+        if (mapping.source - 1 >= ServedDevice::channelCount ||
+            mapping.destination - 1 >= buffer.channelCount())
             continue;
         for (std::uint32_t frame = 0; frame < buffer.frameCount(); ++frame)
             buffer.samples()[frame * buffer.channelCount() + mapping.destination - 1] +=
@@ -28,9 +30,7 @@ bool isStraight(const std::vector<LMNChannelMapping>& mappings) {
 PlayerRoster::PlayerRoster(std::shared_ptr<LMNDevice> device, dispatch::Queue& serverQueue)
     : device_(std::move(device)), serverQueue_(serverQueue) {}
 
-PlayerRoster::~PlayerRoster() {
-    device_->activeProcesses().set({});
-}
+PlayerRoster::~PlayerRoster() { device_->activeProcesses().set({}); }
 
 PlayerVoice* PlayerRoster::join(LMNProcess process, std::function<void()> wantsFrames) {
     serverQueue_.assertCurrent();
@@ -54,6 +54,8 @@ PlayerVoice* PlayerRoster::join(LMNProcess process, std::function<void()> wantsF
 
 void PlayerRoster::framesArrived(PlayerVoice& voice) {
     serverQueue_.assertCurrent();
+    if (!voice.hasPlayed() && voice.hasEnded() && voice.fifo().available() == 0)
+        return voice.release(); // it came without a frame
     if (!voice.startIfReady())
         return;
     publishProcesses();

@@ -4,11 +4,11 @@
 #include "platform/dispatch/Task.h"
 #include "platform/lmn/LMNLog.h"
 
+#include <fmt/format.h>
 #include <boost/asio/bind_executor.hpp>
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/read_until.hpp>
 #include <boost/asio/write.hpp>
-#include <fmt/format.h>
 
 #include <cstring>
 #include <utility>
@@ -23,9 +23,12 @@ constexpr std::size_t framesAtOnce = PlayerVoice::refill;
 
 } // namespace
 
-PlayerSession::PlayerSession(dispatch::Realm& realm, dispatch::Queue& queue, std::weak_ptr<PlayerRoster> roster,
-                             Socket socket)
-    : realm_(realm), queue_(queue), roster_(std::move(roster)), socket_(std::move(socket)),
+PlayerSession::PlayerSession(dispatch::Realm& realm, dispatch::Queue& queue,
+                             std::weak_ptr<PlayerRoster> roster, Socket socket)
+    : realm_(realm),
+      queue_(queue),
+      roster_(std::move(roster)),
+      socket_(std::move(socket)),
       helloTimer_(queue, [this] { refuse("no hello within 5 s"); }) {}
 
 void PlayerSession::start(std::int32_t pid) {
@@ -36,6 +39,7 @@ void PlayerSession::start(std::int32_t pid) {
 
 void PlayerSession::close() {
     helloTimer_.cancel();
+    debt_.reset();
     error_code ignored;
     socket_.close(ignored);
 }
@@ -45,7 +49,7 @@ void PlayerSession::readHello() {
         socket_, line_, '\n',
         boost::asio::bind_executor(dispatch::QueueExecutor(queue_),
                                    [self = shared_from_this()](const error_code& error, std::size_t length) {
-                                       if (self->hello_ || !self->socket_.is_open())
+                                       if (self->refused_ || !self->socket_.is_open())
                                            return;
                                        if (error == boost::asio::error::not_found)
                                            return self->refuse("the hello is longer than 4096 bytes");
@@ -76,9 +80,11 @@ void PlayerSession::takeHello(std::string_view line) {
     reader_.emplace(*hello_);
     bytes_.resize(framesAtOnce * hello_->frameSize());
     frames_.resize(framesAtOnce * ServedDevice::channelCount);
+    // As much as it may send ahead, so that however late the next period comes, how far the player had got in
+    // real time makes no difference.
     debt_ = realm_.awaitOutside(description(), [voice = voice_, roster = roster_] {
         const auto alive = roster.lock();
-        return !alive || voice->hasEnded() || voice->fifo().available() >= PlayerVoice::prefill;
+        return !alive || voice->hasEnded() || !voice->wantsFrames();
     });
     LMNLog(1, fmt::format("{}: connected to {}\n", description(), roster->device()->description()));
     answer({}, [self = shared_from_this()] {
@@ -89,6 +95,7 @@ void PlayerSession::takeHello(std::string_view line) {
 }
 
 void PlayerSession::refuse(std::string_view reason) {
+    refused_ = true;
     helloTimer_.cancel();
     LMNLog(4, fmt::format("{}: refused: {}\n", description(), reason));
     answer(reason, [self = shared_from_this()] { self->close(); });
@@ -115,15 +122,15 @@ void PlayerSession::readSamples() {
     waitsForSpace_ = room < framesAtOnce;
     if (waitsForSpace_)
         return;
-    socket_.async_read_some(boost::asio::buffer(bytes_.data() + leftOver_, bytes_.size() - leftOver_),
-                            boost::asio::bind_executor(dispatch::QueueExecutor(queue_),
-                                                       [self = shared_from_this()](const error_code& error,
-                                                                                   std::size_t bytes) {
-                                                           if (error)
-                                                               self->end("left");
-                                                           else
-                                                               self->takeSamples(bytes);
-                                                       }));
+    socket_.async_read_some(
+        boost::asio::buffer(bytes_.data() + leftOver_, bytes_.size() - leftOver_),
+        boost::asio::bind_executor(dispatch::QueueExecutor(queue_),
+                                   [self = shared_from_this()](const error_code& error, std::size_t bytes) {
+                                       if (error)
+                                           self->end("left");
+                                       else
+                                           self->takeSamples(bytes);
+                                   }));
 }
 
 void PlayerSession::takeSamples(std::size_t bytes) {

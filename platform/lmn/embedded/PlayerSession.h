@@ -15,10 +15,9 @@
 
 namespace lmn {
 
-/// One player's connection, from its hello to its end. It is held by the operation under way, and by the roster
-/// while it has a place there. It harms nobody but itself: whatever goes wrong ends it with one log line, and what
-/// was sent plays out.
-/// On the server queue.
+/// One player's connection, from its hello to its end. It is held by the operation under way, and by the
+/// roster while it has a place there. It harms nobody but itself: whatever goes wrong ends it with one log
+/// line, and what was sent plays out. On the server queue.
 class PlayerSession : public std::enable_shared_from_this<PlayerSession> {
   public:
     using Socket = boost::asio::local::stream_protocol::socket;
@@ -26,7 +25,8 @@ class PlayerSession : public std::enable_shared_from_this<PlayerSession> {
     /// Time for the hello to arrive in.
     static constexpr dispatch::Nanoseconds helloTimeout = std::chrono::seconds(5);
 
-    PlayerSession(dispatch::Realm& realm, dispatch::Queue& queue, std::weak_ptr<PlayerRoster> roster, Socket socket);
+    PlayerSession(dispatch::Realm& realm, dispatch::Queue& queue, std::weak_ptr<PlayerRoster> roster,
+                  Socket socket);
 
     /// Begins. The peer belongs to this user, `pid` is its process.
     void start(std::int32_t pid);
@@ -59,6 +59,7 @@ class PlayerSession : public std::enable_shared_from_this<PlayerSession> {
     std::vector<std::byte> bytes_;
     std::size_t leftOver_ = 0; // bytes of a frame not yet whole, at the front of `bytes_`
     std::vector<float> frames_;
+    bool refused_ = false;
     bool waitsForSpace_ = false;
     bool rubbishLogged_ = false;
     std::shared_ptr<void> debt_; // virtual time waits for this player

@@ -47,14 +47,14 @@ void PlayerVoice::advance(std::uint32_t frames) noexcept {
 
 bool PlayerVoice::needsAttention() const {
     switch (state()) {
-    case State::drained:
-        return true;
-    case State::filling:
-        return hasEnough() || wantsFrames();
-    case State::playing:
-        return wantsFrames();
-    case State::free:
-        break;
+        case State::drained:
+            return true;
+        case State::filling:
+            return hasEnough() || wantsFrames();
+        case State::playing:
+            return wantsFrames();
+        case State::free:
+            break;
     }
     return false;
 }

@@ -57,7 +57,8 @@ class PlayerVoice {
     /// Whether there is room worth waking its sender for. Any thread.
     bool wantsFrames() const { return fifo_.space() >= refill; }
 
-    static constexpr std::size_t refill = 8192; // frames: one wake-up of the sender's side for sixteen periods
+    static constexpr std::size_t refill =
+        8192; // frames: one wake-up of the sender's side for sixteen periods
 
   private:
     bool hasEnough() const { return fifo_.available() >= prefill || hasEnded(); }
@@ -65,10 +66,11 @@ class PlayerVoice {
     std::atomic<State> state_{State::free};
     LMNProcess process_; // written while free, read while not
     PlayerFifo fifo_;
-    std::atomic<bool> ended_{false};            // by the server queue
-    std::atomic<std::uint64_t> underruns_{0};   // by the IO queue
-    bool hasPlayed_ = false;                    // of the server queue
-    std::array<float, LMNTapConfig::maximumFrameCount * ServedDevice::channelCount> block_{}; // of the IO queue
+    std::atomic<bool> ended_{false};          // by the server queue
+    std::atomic<std::uint64_t> underruns_{0}; // by the IO queue
+    bool hasPlayed_ = false;                  // of the server queue
+    std::array<float, LMNTapConfig::maximumFrameCount * ServedDevice::channelCount>
+        block_{}; // of the IO queue
     std::size_t blockSamples_ = 0;
 };
 

@@ -76,5 +76,5 @@ TEST(ReceiverSetAnalysis, LetsRecordingsEndApartInSilenceButNotInSound) {
     EXPECT_EQ(results[4].stream.sourceFramesLostAtEnd, 7);
 }
 
-}  // namespace
-}  // namespace mirrorlab
+} // namespace
+} // namespace mirrorlab

@@ -179,5 +179,5 @@ TEST(LatencySeries, KeepsEveryExtremeInFewEvenlySpacedPoints) {
     EXPECT_TRUE(spikeSeen);
 }
 
-}  // namespace
-}  // namespace mirrorlab
+} // namespace
+} // namespace mirrorlab

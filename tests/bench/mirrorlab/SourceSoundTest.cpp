@@ -21,7 +21,7 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
 class SourceSoundTest : public ::testing::Test {
-public:
+  public:
     SourceSoundTest() {
         std::string pattern =
             (std::filesystem::temp_directory_path() / "mirrorlab-").string() + std::string(6, 'X');
@@ -32,7 +32,7 @@ public:
     }
     ~SourceSoundTest() override { std::filesystem::remove_all(folder_); }
 
-protected:
+  protected:
     /// Writes interleaved samples as a sound file.
     std::filesystem::path write(const std::string& name, int rate, int channels, const Samples& samples,
                                 int format = SF_FORMAT_WAV | SF_FORMAT_FLOAT) const {
@@ -235,5 +235,5 @@ TEST_F(SourceSoundTest, ReadsRecordingsUnchangedAndRefusesOtherFiles) {
     EXPECT_THROW(RecordingFile{integer}, SoundFileError);
 }
 
-}  // namespace
-}  // namespace mirrorlab
+} // namespace
+} // namespace mirrorlab

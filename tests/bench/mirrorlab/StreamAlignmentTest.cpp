@@ -191,5 +191,5 @@ TEST(StreamAlignment, DoesNotDependOnTheSizesOfTheBlocksFed) {
     }
 }
 
-}  // namespace
-}  // namespace mirrorlab
+} // namespace
+} // namespace mirrorlab

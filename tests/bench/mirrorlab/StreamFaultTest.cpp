@@ -18,7 +18,7 @@ namespace {
 using namespace test;
 
 constexpr FrameNumber length = 60000;
-constexpr FrameNumber lead = 777;  // silence before the first sound of a recording
+constexpr FrameNumber lead = 777; // silence before the first sound of a recording
 
 /// Every frame of a recording is counted exactly once.
 void expectAllFramesCounted(const StreamResult& result, const Samples& recording) {
@@ -32,7 +32,7 @@ struct Fault {
     const char* name;
     FrameNumber at;
     Samples (*recording)(FrameNumber at);
-    Break expected;  // fileFrame and sourceFrame are filled in from `at`
+    Break expected; // fileFrame and sourceFrame are filled in from `at`
     FrameNumber duplicated;
 };
 
@@ -207,5 +207,5 @@ TEST(StreamAnalysis, FollowsJumpsBackAndForthWithoutCountingHeardFramesAsLost) {
     EXPECT_EQ(result.sourceFramesLost(), 10000);
 }
 
-}  // namespace
-}  // namespace mirrorlab
+} // namespace
+} // namespace mirrorlab

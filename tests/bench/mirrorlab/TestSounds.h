@@ -71,7 +71,7 @@ inline FrameNumber framesIn(const Samples& sound) {
 
 /// A sound in memory as a stream.
 class MemoryReader final : public FrameReader {
-public:
+  public:
     explicit MemoryReader(Samples samples) : samples_(std::move(samples)) {}
 
     std::size_t read(std::span<float> interleaved) override {
@@ -81,7 +81,7 @@ public:
         return count / channelCount;
     }
 
-private:
+  private:
     Samples samples_;
     std::size_t position_ = 0;
 };
@@ -98,4 +98,4 @@ inline StreamResult analyse(const Samples& source, const Samples& recording,
     return analysis.finish(end);
 }
 
-}  // namespace mirrorlab::test
+} // namespace mirrorlab::test

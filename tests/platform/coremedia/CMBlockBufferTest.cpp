@@ -116,7 +116,7 @@ TEST(CMBlockBufferTest, badRangesAreRefusedByEveryOperationWithoutAChange) {
         {4, 1, kCMBlockBufferBadOffsetParameterErr},        {5, 1, kCMBlockBufferBadOffsetParameterErr},
         {kSizeMax, 2, kCMBlockBufferBadOffsetParameterErr}, {0, 0, kCMBlockBufferBadLengthParameterErr},
         {0, 5, kCMBlockBufferBadLengthParameterErr},        {3, 2, kCMBlockBufferBadLengthParameterErr},
-        {1, kSizeMax, kCMBlockBufferBadLengthParameterErr},  // their sum wraps around to 0
+        {1, kSizeMax, kCMBlockBufferBadLengthParameterErr}, // their sum wraps around to 0
     };
     const Buffer buffer = bufferOf("abcd");
     const Buffer target = emptyBuffer();
@@ -246,5 +246,5 @@ TEST(CMBlockBufferTest, aFailedGrowthLeavesBothBuffersAsTheyWere) {
     EXPECT_EQ(ranges(target), "a|a|a|a|bc");
 }
 
-}  // namespace
-}  // namespace coremedia
+} // namespace
+} // namespace coremedia

@@ -198,5 +198,5 @@ TEST(CMSampleBufferTest, aChunkCostsFourAllocationsAndEachMayFailWithoutALeak) {
               kCMFormatDescriptionAllocationFailedErr);
 }
 
-}  // namespace
-}  // namespace coremedia
+} // namespace
+} // namespace coremedia

@@ -47,9 +47,9 @@ TEST(CMTimeTest, secondsAreRoundedOnceAndFlaggedByTheirExactBinaryValue) {
         {0.5, 1, rounded(1, 1)},
         {-0.5, 1, rounded(-1, 1)},
         {-2.5, 1, rounded(-3, 1)},
-        {std::nextafter(0.5, 0.0), 1, rounded(0, 1)},  // adding one half in doubles would carry to 1
+        {std::nextafter(0.5, 0.0), 1, rounded(0, 1)}, // adding one half in doubles would carry to 1
         {0.1, 10, rounded(1, 10)},
-        {2251799813685248.5, 1, rounded(2251799813685249, 1)},  // the last half a double has room for
+        {2251799813685248.5, 1, rounded(2251799813685249, 1)}, // the last half a double has room for
         {std::numeric_limits<double>::denorm_min(), kScaleMax, rounded(0, kScaleMax)},
         {-std::numeric_limits<double>::min(), 1, rounded(0, 1)},
         {0x1p32, kScaleMax, CMTimeMake(kMax - 0xFFFFFFFF, kScaleMax)},
@@ -143,7 +143,7 @@ TEST(CMTimeTest, sumsChooseTheTimescaleThatLosesLeast) {
         CMTime right;
         CMTime expected;
     };
-    constexpr int32_t kHalfUnits = 1073741823;  // half a second at kScaleMax is this and one half
+    constexpr int32_t kHalfUnits = 1073741823; // half a second at kScaleMax is this and one half
     const Case cases[] = {
         {CMTimeMake(1, 2), CMTimeMake(1, 4), CMTimeMake(3, 4)},
         {CMTimeMake(1, 44100), CMTimeMake(1, 48000), CMTimeMake(160 + 147, 7056000)},
@@ -300,5 +300,5 @@ static_assert(CMTimeAdd(CMTimeMake(kMax, kScaleMax), CMTimeMake(kMax, kScaleMax 
 static_assert(CMTimeSubtract(CMTimeMake(kMin, kScaleMax), CMTimeMake(kMax, kScaleMax - 1)) < kCMTimeZero);
 static_assert(isNumeric(CMTimeMakeWithSeconds(std::numeric_limits<double>::denorm_min(), kScaleMax)));
 
-}  // namespace
-}  // namespace coremedia
+} // namespace
+} // namespace coremedia

@@ -9,7 +9,7 @@ namespace coremedia {
 
 /// Heap allocator that counts, and hands out nothing for one request of choice (the first is number 0).
 class CountingAllocator final : public CMAllocator {
-public:
+  public:
     static constexpr std::size_t kNever = static_cast<std::size_t>(-1);
 
     explicit CountingAllocator(std::size_t failing = kNever) : failing_(failing) {}
@@ -30,10 +30,10 @@ public:
     std::size_t requests() const { return requests_; }
     std::size_t liveBytes() const { return liveBytes_; }
 
-private:
+  private:
     std::size_t failing_;
     std::size_t requests_ = 0;
     std::size_t liveBytes_ = 0;
 };
 
-}  // namespace coremedia
+} // namespace coremedia

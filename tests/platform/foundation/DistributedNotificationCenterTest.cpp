@@ -18,7 +18,7 @@ using Journal = std::vector<std::string>;
 using Protocol = boost::asio::local::datagram_protocol;
 
 class DistributedNotificationCenterTest : public testing::Test {
-protected:
+  protected:
     std::unique_ptr<DistributedNotificationCenter> makeCenter() {
         return std::make_unique<DistributedNotificationCenter>(
             realm.mainQueue(), runtime, [this](const std::string& line) { reports.push_back(line); });
@@ -106,7 +106,7 @@ TEST_F(DistributedNotificationCenterTest, theSocketOfADeadProcessIsRemovedAndNot
 }
 
 TEST_F(DistributedNotificationCenterTest, aFullReceiverMissesWhatIsReportedAndOnlyThat) {
-    constexpr std::size_t more = 20000;  // than any kernel is set to hold
+    constexpr std::size_t more = 20000; // than any kernel is set to hold
     const auto center = makeCenter();
     Journal heard;
     const auto observer = center->observe("Name", std::nullopt, realm.mainQueue(), noteIn(heard));
@@ -187,5 +187,5 @@ TEST_F(DistributedNotificationCenterTest, aDatagramOfAnotherUserIsDropped) {
     EXPECT_EQ(heard.size(), 1U);
 }
 
-}  // namespace
-}  // namespace foundation
+} // namespace
+} // namespace foundation

@@ -12,7 +12,7 @@ namespace {
 namespace fs = std::filesystem;
 
 class FileWatcherTest : public testing::Test {
-protected:
+  protected:
     /// Calls that an action brings.
     int callsFor(const std::function<void()>& action) {
         realm.settle();
@@ -95,5 +95,5 @@ TEST_F(FileWatcherTest, aDirectoryThatIsMissingIsNamed) {
     }
 }
 
-}  // namespace
-}  // namespace foundation
+} // namespace
+} // namespace foundation

@@ -114,5 +114,5 @@ TEST(JsonFileTest, twoThreadsThatReadModifyAndWriteLoseNothingAndReadersSeeNoHal
     EXPECT_EQ(file.read(), (boost::json::value{{"one", rounds}, {"two", rounds}}));
 }
 
-}  // namespace
-}  // namespace foundation
+} // namespace
+} // namespace foundation

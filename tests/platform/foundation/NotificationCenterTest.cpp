@@ -135,5 +135,5 @@ TEST(NotificationCenterTest, twoPostersAndComingAndGoingObserversKeepEachPosters
     EXPECT_GE(passing, 2 * posts);
 }
 
-}  // namespace
-}  // namespace foundation
+} // namespace
+} // namespace foundation

@@ -70,7 +70,7 @@ TEST(ObservableTest, anObserverMayEndAnotherAndDestroyTheObservedObject) {
 TEST(ObservableTest, twoSettersAreToldOneAfterTheOtherInTheOrderOfTheirChanges) {
     constexpr int changes = 2000;
     Observable<int> value(0);
-    std::vector<int> told;  // guarded by the promise under test: never two calls at once
+    std::vector<int> told; // guarded by the promise under test: never two calls at once
     std::atomic<bool> inside = false;
     const auto observer = value.observe([&](int now) {
         EXPECT_FALSE(inside.exchange(true));
@@ -92,5 +92,5 @@ TEST(ObservableTest, twoSettersAreToldOneAfterTheOtherInTheOrderOfTheirChanges) 
     }
 }
 
-}  // namespace
-}  // namespace foundation
+} // namespace
+} // namespace foundation

@@ -120,7 +120,7 @@ TEST(PathNameTest, whatNoNameIsWrittenAsIsNoName) {
 
 /// Sets variables of the environment, and puts them back.
 class Environment {
-public:
+  public:
     ~Environment() {
         for (const auto& [name, value] : saved_) {
             value ? setenv(name.c_str(), value->c_str(), 1) : unsetenv(name.c_str());
@@ -132,7 +132,7 @@ public:
         value != nullptr ? setenv(name.c_str(), value, 1) : unsetenv(name.c_str());
     }
 
-private:
+  private:
     std::map<std::string, std::optional<std::string>> saved_;
 };
 
@@ -161,5 +161,5 @@ TEST(StandardPathsTest, variablesRankAndAreIgnoredWhenEmptyOrOutOfPlace) {
     }
 }
 
-}  // namespace
-}  // namespace foundation
+} // namespace
+} // namespace foundation

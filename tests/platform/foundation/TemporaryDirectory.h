@@ -13,7 +13,7 @@ namespace foundation {
 
 /// A directory of a test's own, mode 0700, gone with it. Its path is longer than a socket's address can be.
 class TemporaryDirectory {
-public:
+  public:
     TemporaryDirectory() : root_(testing::TempDir() + "foundation.XXXXXX") {
         if (mkdtemp(root_.data()) == nullptr) {
             throw std::runtime_error("no temporary directory " + root_);
@@ -29,7 +29,7 @@ public:
     const std::filesystem::path& path() const { return path_; }
     std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
 
-private:
+  private:
     std::string root_;
     std::filesystem::path path_;
 };
@@ -43,4 +43,4 @@ inline std::string readFile(const std::filesystem::path& path) {
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-}  // namespace foundation
+} // namespace foundation

@@ -18,7 +18,7 @@ using namespace std::chrono_literals;
 
 /// A `foundation_peer` that has said that it listens.
 class Peer {
-public:
+  public:
     explicit Peer(std::vector<std::string> arguments) {
         int ends[2];
         if (pipe(ends) != 0) {
@@ -63,12 +63,12 @@ public:
         return status;
     }
 
-private:
+  private:
     pid_t process_ = -1;
 };
 
 class TwoProcessTest : public testing::Test {
-protected:
+  protected:
     /// Runs the main queue until somebody stops it; a failure when nobody does for long.
     void runUntilStopped() {
         bool late = false;
@@ -141,5 +141,5 @@ TEST_F(TwoProcessTest, processesThatWriteDifferentKeysAtOnceLoseNothing) {
     EXPECT_EQ(content->as_object().size(), 3U * count);
 }
 
-}  // namespace
-}  // namespace foundation
+} // namespace
+} // namespace foundation

@@ -16,7 +16,7 @@ namespace fs = std::filesystem;
 using Journal = std::vector<std::string>;
 
 class UserDefaultsTest : public testing::Test {
-protected:
+  protected:
     UserDefaultsTest() {
         observer = center.observe(userDefaultsDidChangeNotification, nullptr, nullptr,
                                   [this](const Notification& n) {
@@ -245,5 +245,5 @@ TEST_F(UserDefaultsTest, whatCouldNotBeWrittenGoesOutWithTheNextChangeUnlessSome
     }
 }
 
-}  // namespace
-}  // namespace foundation
+} // namespace
+} // namespace foundation

@@ -42,7 +42,7 @@ void echo(dispatch::RealRealm& realm, DistributedNotificationCenter& distributed
     realm.run();
 }
 
-}  // namespace
+} // namespace
 
 int main(int argc, char** argv) {
     const std::vector<std::string> arguments(argv, argv + argc);

@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: MIT
+#include "platform/dispatch/real/RealRealm.h"
+#include "tests/ORBRouteService/audio/MirrorWorld.h"
+#include "tests/platform/lmn/LMNTestWorld.h"
+
+#include <gmock/gmock.h>
+
+namespace orb {
+namespace {
+
+/// Notes on which queue a mirror device says its last.
+class LastWords final : public lmn::LMNLogTarget {
+  public:
+    void write(lmn::LMNLogLevel, std::string_view text) noexcept override {
+        if (text.find("ORBMirrorDevice deinit") == std::string_view::npos)
+            return;
+        const dispatch::LockGuard guard(lock_);
+        queues_.push_back(dispatch::Queue::current());
+    }
+
+    std::vector<dispatch::Queue*> queues() const {
+        const dispatch::LockGuard guard(lock_);
+        return queues_;
+    }
+
+  private:
+    mutable dispatch::Lock lock_;
+    std::vector<dispatch::Queue*> queues_ ORB_GUARDED_BY(lock_);
+    const lmn::LMNLogInstallation installation_{*this};
+};
+
+/// Seconds after the player has begun at which the mirror device goes. It plays for four seconds.
+class DestructionTest : public testing::TestWithParam<double> {};
+
+TEST_P(DestructionTest, leavesATimerOrATaskOrATapBehind) {
+    VirtualMirrorWorld world;
+    LastWords lastWords;
+    world.connect({0});
+    world.play(PlayerScript().sound(4 * 44100));
+    world.run(GetParam());
+    world.stopCapturing();
+    world.onMain([&] { world.mirrorReference().reset(); });
+    EXPECT_THAT(lastWords.queues(), testing::ElementsAre(&world.realm().mainQueue()));
+    world.realm().settle();
+    const std::size_t chunks = world.enqueued().size();
+    world.run(1);
+    EXPECT_EQ(world.realm().armedTimers(), 0U);
+    EXPECT_EQ(world.enqueued().size(), chunks);
+}
+
+// Before all sound; in the warm-up; while the feeding loop waits; between two cycles of its wait; with the change of
+// the processes not yet quiet; with the IO in its lead-out; with the session to be stopped; when all is over.
+INSTANTIATE_TEST_SUITE_P(Moments, DestructionTest,
+                         testing::Values(0.0, 0.05, 1.0, 1.0011, 4.15, 5.0, 7.2, 20.0));
+
+using Drop = std::function<void(VirtualMirrorWorld&, std::function<void()> letGo)>;
+
+/// Where the last reference is dropped.
+class LastReferenceTest : public testing::TestWithParam<std::pair<const char*, Drop>> {};
+
+TEST_P(LastReferenceTest, destroysTheDeviceElsewhereThanOnTheMainQueue) {
+    VirtualMirrorWorld world;
+    LastWords lastWords;
+    world.connect({0});
+    world.play(PlayerScript().sound(60 * 44100));
+    world.run(1);
+    world.stopCapturing();
+    GetParam().second(world, [&world] { world.mirrorReference().reset(); });
+    world.run(1);
+    EXPECT_THAT(lastWords.queues(), testing::ElementsAre(&world.realm().mainQueue()));
+    EXPECT_EQ(world.realm().armedTimers(), 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Queues, LastReferenceTest,
+    testing::Values(std::pair{"io", Drop([](VirtualMirrorWorld& world, std::function<void()> letGo) {
+                        world.lmn().ioQueue().sync([&] { letGo(); });
+                    })},
+                    std::pair{"tap", Drop([](VirtualMirrorWorld& world, std::function<void()> letGo) {
+                        world.mirror().tapQueue().queue().async(std::move(letGo));
+                    })},
+                    std::pair{"runner", Drop([](VirtualMirrorWorld& world, std::function<void()> letGo) {
+                        world.setNextCycle(std::move(letGo));
+                    })},
+                    std::pair{"renderer", Drop([](VirtualMirrorWorld& world, std::function<void()> letGo) {
+                        world.setNextFeeding(std::move(letGo));
+                    })}),
+    [](const auto& drop) { return drop.param.first; });
+
+TEST(StopTest, leavesCaptureOrSessionOrSoundRunning) {
+    VirtualMirrorWorld world;
+    world.connect({0});
+    world.play(PlayerScript().sound(60 * 44100));
+    world.run(5);
+    EXPECT_TRUE(world.mirror().running());
+    world.stopCapturing();
+    const std::size_t lines = world.log().lines().size();
+    world.onMain([&] { world.mirror().stop("enough"); });
+    world.run(1);
+    EXPECT_FALSE(world.mirror().running());
+    EXPECT_FALSE(world.mirror().runner().isRunning());
+    EXPECT_EQ(world.mirror().syncronizer().rate(), 0.0F);
+    EXPECT_EQ(world.tapActivity().activeIOCount(), 0);
+    EXPECT_EQ(world.realm().armedTimers(), 0U);
+    EXPECT_THAT(world.journal(lines),
+                testing::UnorderedElementsAre("resetRendererState(flush: true, reason: enough)",
+                                              "<ORBTapIOContext *>: didStopIO",
+                                              "resetRendererState(flush: true, reason: sessionRunnerDidStop)",
+                                              "runner stopped"));
+}
+
+/// With threads: the device goes while its renderer's queue is about to begin to feed.
+TEST(ThreadedDestructionTest, racesWithTheRendererQueue) {
+    dispatch::RealRealm realm;
+    for (int round = 0; round < 20; ++round) {
+        std::unique_ptr<MirrorWorld> world;
+        realm.mainQueue().async([&] {
+            world = std::make_unique<MirrorWorld>(realm, MirrorWorldOptions{.chunkSize = cycleFrames});
+            world->connect({0});
+            ORBMirrorDevice& mirror = world->mirror();
+            const auto context = mirror.createIOContext(mirror.deviceTap(), mirror.deviceTap().config());
+            lmn::LMNBuffer buffer(2, cycleFrames, rate);
+            std::fill_n(buffer.samples(), 2 * cycleFrames, 0.5F);
+            for (int cycle = 0; cycle <= ORBMirrorDevice::warmupCycles; ++cycle) {
+                context->processIO(buffer);
+                mirror.performIOCycle(mirror.runner(), 0);
+            }
+            world->mirrorReference().reset();
+        });
+        // A pass of the feeding may have held the device; then it goes with a later turn of the main queue.
+        ASSERT_TRUE(lmn::runUntil(realm, [&] { return world->countLines("ORBMirrorDevice deinit") == 1; }));
+        realm.mainQueue().async([&] {
+            world.reset();
+            realm.stop();
+        });
+        realm.run();
+    }
+}
+
+} // namespace
+} // namespace orb

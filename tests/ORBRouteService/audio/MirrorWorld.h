@@ -1,0 +1,171 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "ORBRouteService/audio/ORBMirrorDevice.h"
+#include "ORBRouteService/log/ORBDebugLog.h"
+#include "platform/airplay/embedded/EmbeddedReceiver.h"
+#include "platform/avfoundation/AVOutputContext.h"
+#include "platform/dispatch/virtual/VirtualRealm.h"
+#include "platform/lmn/embedded/EmbeddedAudioServer.h"
+#include "tests/ORBRouteService/audio/NumberedSound.h"
+#include "tests/ORBRouteService/audio/ScriptedPlayer.h"
+#include "tests/platform/foundation/TemporaryDirectory.h"
+#include "tests/support/LogCapture.h"
+
+#include <cstdint>
+#include <functional>
+#include <initializer_list>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace orb {
+
+inline constexpr double rate = 44100;               // Hz
+inline constexpr std::int64_t cycleFrames = 512;    // of the tap and the session runner
+inline constexpr std::int64_t chunkFrames = 8192;
+inline constexpr std::int64_t cyclesPerChunk = 16;
+inline constexpr std::int64_t warmupFrames = ORBMirrorDevice::warmupCycles * cycleFrames;
+inline constexpr double cycleSeconds = cycleFrames / rate;
+inline constexpr double chunkSeconds = chunkFrames / rate;
+
+/// A process id that is neither this process nor any player's parent.
+inline constexpr std::int32_t foreignProcess = 0x40000001;
+
+struct MirrorWorldOptions {
+    double latency = 2.0;                                ///< s
+    std::uint32_t chunkSize = ORBManager::fixedRenderChunkSize;
+    bool prioritizeSync = false;
+    coremedia::CMAllocator* allocator = nullptr;
+    std::function<dispatch::Nanoseconds()> wakeDelays{};  ///< of the pacer; empty: `delayNextWake`
+};
+
+/// A mirror device and everything around it as in the service, except that a test decides which receivers are
+/// connected, what players play, when the user paused last, and how late the pacer wakes. Everything is called from
+/// the main queue or, in virtual time, from outside of all queues.
+class MirrorWorld {
+  public:
+    static constexpr std::size_t receiverCount = 3;
+
+    explicit MirrorWorld(dispatch::Realm& realm, MirrorWorldOptions options = {});
+    ~MirrorWorld();
+    MirrorWorld(const MirrorWorld&) = delete;
+    MirrorWorld& operator=(const MirrorWorld&) = delete;
+
+    ORBMirrorDevice& mirror() { return *mirror_; }
+    std::shared_ptr<ORBMirrorDevice>& mirrorReference() { return mirror_; }
+    lmn::LMNDevice& device() { return *device_; }
+    ORBManager& manager() { return *manager_; }
+    TapIOActivity& tapActivity() { return *tapActivity_; }
+    lmn::LMNSystem& lmn() { return lmn_; }
+
+    /// The virtual device that stands for a receiver.
+    std::shared_ptr<lmn::LMNDevice> virtualDevice(std::size_t receiver);
+
+    /// Exactly these receivers are connected from now on.
+    void connect(std::initializer_list<std::size_t> receivers);
+    void connect(const std::vector<std::size_t>& receivers);
+
+    /// The context's devices in another order, or repeated, without telling the mirror device.
+    void setListedDevices(const std::vector<std::size_t>& receivers);
+
+    /// A player that begins to play its script now.
+    ScriptedPlayer& play(PlayerScript script, std::int32_t process = foreignProcess);
+
+    void setLastPause(dispatch::Date date) { lastPause_ = date; }
+
+    /// Called once, within the next IO cycle, and within the next feeding of a chunk.
+    void setNextCycle(std::function<void()> action) { nextCycle_ = std::move(action); }
+    void setNextFeeding(std::function<void()> action) { nextFeeding_ = std::move(action); }
+
+    /// The wake-up of the pacer that is armed next comes late.
+    void delayNextWake(double seconds) { nextWakeDelay_ = dispatch::toNanoseconds(seconds); }
+
+    /// Captures nothing more besides the mirror device.
+    void stopCapturing();
+
+    /// How often the render state was to be examined anew.
+    int reviews() const { return reviews_; }
+
+    /// What was captured, by the frame of the receivers' time line at which it was due. Only in a connected world.
+    Sound captured();
+    std::int64_t capturedCycles() const;
+
+    /// What a receiver heard; to be asked when time stands still.
+    const Sound& heard(std::size_t receiver = 0) const { return heard_.at(receiver); }
+
+    /// Every chunk that the renderer was given.
+    const std::vector<avfoundation::EnqueuedBuffer>& enqueued() const { return enqueued_; }
+
+    /// The service's log lines, without what is the same in all of them, from `from` on.
+    std::vector<std::string> journal(std::size_t from = 0) const;
+    std::size_t countLines(std::string_view part) const;
+    lmn::LogCapture& log() { return log_; }
+
+    /// Runs it on the main queue, of which the caller may be work.
+    void onMain(dispatch::FunctionRef<void()> action);
+
+  private:
+    class OutputDevice;
+    class OutputContext;
+    class Capture;
+
+    void addReceivers();
+    void makeMirror();
+    static void runOnce(std::function<void()>& action);
+
+    dispatch::Realm& realm_;
+    const MirrorWorldOptions options_;
+    lmn::LogCapture log_;
+    const foundation::TemporaryDirectory directory_;
+    const foundation::RuntimeDirectory runtime_;
+    foundation::NotificationCenter notifications_;
+    foundation::DistributedNotificationCenter distributedNotifications_;
+    const std::unique_ptr<ORBUserDefaults> defaults_;
+    std::unique_ptr<ORBManager> manager_;
+    lmn::LMNDeviceManager deviceManager_;
+    lmn::EmbeddedAudioServer audioServer_;
+    lmn::LMNSystem lmn_;
+    airplay::PlaybackSystem playback_;
+    avfoundation::AVOutputContext context_;
+    const std::shared_ptr<OutputContext> listed_;
+    std::vector<std::shared_ptr<airplay::EmbeddedReceiver>> receivers_;
+    std::vector<Sound> heard_{receiverCount};
+    std::shared_ptr<lmn::LMNDevice> device_;
+    std::shared_ptr<lmn::ServedDevice> served_;
+    std::shared_ptr<TapIOActivity> tapActivity_;
+    std::shared_ptr<ORBMirrorDevice> mirror_;
+    std::string description_;
+    std::shared_ptr<Capture> capture_;
+    std::unique_ptr<lmn::LMNTap> captureTap_;
+    std::vector<std::shared_ptr<ScriptedPlayer>> players_;
+    std::vector<avfoundation::EnqueuedBuffer> enqueued_;
+    std::vector<std::size_t> connected_;
+    dispatch::Date lastPause_ = dispatch::distantPast;
+    std::function<void()> nextCycle_;
+    std::function<void()> nextFeeding_;
+    dispatch::Nanoseconds nextWakeDelay_{};
+    int reviews_ = 0;
+};
+
+/// A world in virtual time.
+class VirtualMirrorWorld : private std::unique_ptr<dispatch::VirtualRealm>, public MirrorWorld {
+  public:
+    explicit VirtualMirrorWorld(MirrorWorldOptions options = {})
+        : unique_ptr(std::make_unique<dispatch::VirtualRealm>()), MirrorWorld(*get(), std::move(options)) {}
+
+    dispatch::VirtualRealm& realm() { return *get(); }
+
+    void run(double seconds) { get()->advanceBy(dispatch::toNanoseconds(seconds)); }
+
+    /// Runs until `count` further cycles have been captured.
+    void runCycles(std::int64_t count);
+
+    /// Runs until so many chunks were given to the renderer in all.
+    void runUntilEnqueued(std::size_t chunks);
+
+    dispatch::Date wallNow() { return get()->clock().wallNow(); }
+};
+
+} // namespace orb

@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: MIT
+#include "tests/ORBRouteService/audio/settings/SettingsFixture.h"
+#include "tests/support/LogCapture.h"
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+
+namespace orb {
+namespace {
+
+namespace fs = std::filesystem;
+
+class ORBUserDefaultsTest : public SettingsFixture {
+  protected:
+    static void expectDefaults(const SettingsProcess& process) {
+        EXPECT_EQ(process.manager->renderLatency(), 2.0);
+        EXPECT_FALSE(process.manager->prioritizeSync());
+        EXPECT_FALSE(process.manager->legacyGroupedAirPlay());
+    }
+};
+
+TEST_F(ORBUserDefaultsTest, damagedOrWrongContentEndsInDefaultsALineThatNamesItAndAnUntouchedFile) {
+    struct Row {
+        std::string content;
+        std::vector<const char*> named; // one line each
+    };
+    for (const Row& row : {
+             Row{"", {"damaged"}},
+             Row{R"({"_renderLatency": 0.5,)", {"damaged"}},
+             Row{"[0.5]", {"damaged"}},
+             Row{std::string(64, '['), {"damaged"}},
+             Row{R"({"_renderLatency": "soon"})", {"_renderLatency"}},
+             Row{R"({"_renderLatency": [0.5]})", {"_renderLatency"}},
+             Row{R"({"_renderLatency": "nan"})", {"_renderLatency"}},
+             Row{R"({"_renderLatency": null, "_renderChunkSize": {}, "prioritizeSync": "perhaps",
+                     "legacyGroupedAirPlay": []})",
+                 {"_renderLatency", "_renderChunkSize", "prioritizeSync", "legacyGroupedAirPlay"}},
+         }) {
+        store(row.content);
+        reports.clear();
+        const auto process = start();
+        expectDefaults(*process);
+        EXPECT_EQ(process->manager->renderChunkSize(), 8192U);
+        EXPECT_EQ(foundation::readFile(file), row.content);
+        EXPECT_EQ(reports.size(), row.named.size()) << row.content;
+        for (const char* name : row.named) {
+            EXPECT_THAT(reports, testing::Contains(testing::AllOf(testing::HasSubstr(ORBUserDefaults::suite),
+                                                                  testing::HasSubstr(name))));
+        }
+        EXPECT_EQ(told(), 0);
+    }
+}
+
+TEST_F(ORBUserDefaultsTest, aLatencyTooGreatForANumberIsRefusedWithALogLineWhenItIsMetFirstAndLater) {
+    const lmn::LogCapture log;
+    store(R"({"_renderLatency": 1e999})");
+    expectDefaults(*start());
+    EXPECT_EQ(log.count(4, "inf s is no latency; 2.0 s is kept"), 1U);
+    store(R"({"_renderLatency": 0.5})");
+    const auto process = start();
+    store(R"({"_renderLatency": -1e999})");
+    EXPECT_EQ(told(), 0);
+    EXPECT_EQ(process->manager->renderLatency(), 0.5);
+    EXPECT_EQ(log.count(4, "-inf s is no latency; 0.5 s is kept"), 1U);
+}
+
+TEST_F(ORBUserDefaultsTest, whatCannotBeReadEndsInDefaultsAndStaysAsItIs) {
+    fs::create_directories(file / "in the way");
+    const auto process = start();
+    expectDefaults(*process);
+    EXPECT_THAT(reports, testing::ElementsAre(testing::HasSubstr(file.filename())));
+    process->manager->setRenderLatency(0.5);
+    EXPECT_EQ(told(), 1);
+    EXPECT_EQ(process->manager->renderLatency(), 0.5);
+    EXPECT_TRUE(fs::exists(file / "in the way"));
+    EXPECT_THAT(reports.back(), testing::HasSubstr("not saved (_renderLatency)"));
+}
+
+TEST_F(ORBUserDefaultsTest, aReadOnlyFileIsReadLeftUntouchedAndChangesHoldForTheProcessOnly) {
+    const std::string content = R"({"_renderLatency": 0.5, "_renderChunkSize": 4096})";
+    store(content);
+    chmod(file.c_str(), 0400);
+    const auto process = start();
+    EXPECT_EQ(process->manager->renderLatency(), 0.5);
+    EXPECT_EQ(process->manager->renderChunkSize(), 8192U);
+    EXPECT_THAT(reports, testing::ElementsAre(testing::HasSubstr("not saved (_renderChunkSize)")))
+        << "the repair is tried, and reported once";
+    process->manager->setPrioritizeSync(true);
+    EXPECT_EQ(told(), 1);
+    EXPECT_TRUE(process->manager->prioritizeSync());
+    EXPECT_EQ(reports.size(), 2U);
+    EXPECT_EQ(foundation::readFile(file), content);
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read);
+}
+
+TEST_F(ORBUserDefaultsTest, aDamagedFileIsSetAsideByTheFirstChange) {
+    store("{damaged");
+    const auto process = start();
+    process->manager->setRenderLatency(0.5);
+    EXPECT_EQ(told(), 1);
+    EXPECT_EQ(stored(), boost::json::parse(R"({"_renderLatency": 0.5})"));
+    EXPECT_EQ(foundation::readFile(file.string() + ".damaged-1"), "{damaged");
+}
+
+} // namespace
+} // namespace orb

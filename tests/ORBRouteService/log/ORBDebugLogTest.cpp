@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: MIT
+#include "ORBRouteService/log/ORBDebugLog.h"
+
+#include "platform/lmn/LMNLogWriter.h"
+#include "tests/support/LogCapture.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <charconv>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace orb {
+namespace {
+
+using Lines = std::vector<lmn::LogCapture::Line>;
+
+/// Looks behind the text, where it is promised to be ended for those who read it as a C string.
+class TerminatorWitness final : public lmn::LMNLogTarget {
+  public:
+    void write(LMNLogLevel, std::string_view text) noexcept override { behind_ = text.data()[text.size()]; }
+
+    char behind() const { return behind_; }
+
+  private:
+    char behind_ = '?';
+    const lmn::LMNLogInstallation installation_{*this};
+};
+
+std::vector<std::string> messages() {
+    std::vector<std::string> texts{"",
+                                   "plain",
+                                   "100 % of %s, %n and {} or {0}",
+                                   "ends in a line feed\n",
+                                   "\nof\n\nseveral lines\r\n",
+                                   "K\xC3\xBC"
+                                   "che \xE2\x99\xAB \xF0\x9F\x94\x8A"};
+    for (const std::size_t length : {std::size_t{427}, lmn::LMNLogWriter::inlineLength, std::size_t{487},
+                                     std::size_t{488}, std::size_t{500}, std::size_t{100000}}) {
+        texts.emplace_back(length, 'x');
+    }
+    return texts;
+}
+
+TEST(ORBDebugLogTest, anyMessageOfAnyLevelBecomesOneTaggedLineWithItsTextUntouched) {
+    for (const std::string& message : messages()) {
+        for (const LMNLogLevel level : {0, 1, 4}) {
+            const lmn::LogCapture log;
+            ORBDebugLog(level, std::string_view(message));
+            EXPECT_EQ(log.lines(), (Lines{{level, "[Orbweaver] " + message + "\n"}}));
+        }
+        const TerminatorWitness witness;
+        ORBDebugLog(0, std::string_view(message));
+        EXPECT_EQ(witness.behind(), '\0') << message.size();
+    }
+}
+
+TEST(ORBDebugLogTest, valuesAreInsertedOnceAndNeverReadAsAFormatThemselves) {
+    const lmn::LogCapture log;
+    const std::string value(1000, '%');
+    ORBDebugLog(1, "{}: {} s of {{}} {}", "{} %s", LogNumber{2}, value);
+    EXPECT_EQ(log.lines(), (Lines{{1, "[Orbweaver] {} %s: 2.0 s of {} " + value + "\n"}}));
+}
+
+TEST(LogNumberTest, showsTheShortestDecimalAndWholeValuesWithAFraction) {
+    struct Row {
+        double value;
+        const char* shown;
+    };
+    constexpr double greatest = std::numeric_limits<double>::max();
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    for (const Row& row :
+         {Row{2, "2.0"}, Row{0, "0.0"}, Row{-0.0, "-0.0"}, Row{-3, "-3.0"}, Row{0.1, "0.1"},
+          Row{44100.0, "44100.0"}, Row{2.108190022675737, "2.108190022675737"},
+          Row{1.0 / 3, "0.3333333333333333"}, Row{123456789012345, "123456789012345.0"}, Row{1e300, "1e+300"},
+          Row{greatest, "1.7976931348623157e+308"}, Row{-greatest, "-1.7976931348623157e+308"},
+          Row{5e-324, "5e-324"}, Row{-2.2250738585072014e-308, "-2.2250738585072014e-308"},
+          Row{infinity, "inf"}, Row{-infinity, "-inf"}}) {
+        EXPECT_EQ(fmt::format("{}", LogNumber{row.value}), row.shown);
+    }
+    EXPECT_EQ(fmt::format("{}", LogNumber{std::numeric_limits<double>::quiet_NaN()}), "nan");
+}
+
+TEST(LogNumberTest, readsBackToTheSameBitsAndIsNeverTakenForAnInteger) {
+    std::mt19937_64 random(7);
+    for (int round = 0; round < 20000; ++round) {
+        const auto value = std::bit_cast<double>(random());
+        if (!std::isfinite(value)) {
+            continue;
+        }
+        const std::string shown = fmt::format("{}", LogNumber{value});
+        double back = 0;
+        const auto [end, error] = std::from_chars(shown.data(), shown.data() + shown.size(), back);
+        ASSERT_EQ(error, std::errc{}) << shown;
+        ASSERT_EQ(end, shown.data() + shown.size()) << shown;
+        ASSERT_EQ(std::bit_cast<std::uint64_t>(back), std::bit_cast<std::uint64_t>(value)) << shown;
+        ASSERT_NE(shown.find_first_of(".e"), std::string::npos) << shown;
+    }
+}
+
+} // namespace
+} // namespace orb

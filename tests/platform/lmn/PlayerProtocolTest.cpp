@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: MIT
+#include "platform/lmn/embedded/PlayerProtocol.h"
+
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+namespace lmn {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+TEST(PlayerProtocolTest, aHelloArrivesAsItWasSaid) {
+    for (const auto sampleType : {PlayerSampleType::float32, PlayerSampleType::int16}) {
+        for (const std::uint32_t channels : {1U, 2U, 32U}) {
+            for (const std::string name : {"", "a \"quoted\"\n\\name", "größer 音"}) {
+                std::string line =
+                    encodeHello({.name = name, .sampleType = sampleType, .channels = channels});
+                ASSERT_EQ(line.find('\n'), line.size() - 1);
+                line.pop_back();
+                const PlayerHello hello = decodeHello(line);
+                EXPECT_EQ(hello.name, name);
+                EXPECT_EQ(hello.sampleType, sampleType);
+                EXPECT_EQ(hello.sampleRate, 44100);
+                EXPECT_EQ(hello.channels, channels);
+                EXPECT_EQ(hello.frameSize(), channels * (sampleType == PlayerSampleType::float32 ? 4U : 2U));
+            }
+        }
+    }
+}
+
+TEST(PlayerProtocolTest, aBadHelloIsRefusedByItsFault) {
+    struct Case {
+        std::string line;
+        std::string fault;
+    };
+    const std::string wanted = "wanted are \"name\" (string) and \"format\"";
+    const auto hello = [](const std::string& format) {
+        return R"({"version":1,"name":"x","format":{)" + format + "}}";
+    };
+    const std::vector<Case> cases = {
+        {"", "hello"},
+        {"GET / HTTP/1.1", "hello"},
+        {"{\"version\":1", "hello"},
+        {"[1]", "object"},
+        {std::string(2000, '['), "deep"},
+        {"{}", "\"version\" is not 1"},
+        {R"({"version":2,"name":"x"})", "\"version\" is not 1"},
+        {R"({"version":"1"})", "\"version\" is not 1"},
+        {R"({"version":1})", wanted},
+        {R"({"version":1,"name":"x","format":[]})", wanted},
+        {R"({"version":1,"name":7,"format":{"sampleType":"int16","sampleRate":44100,"channels":2}})", wanted},
+        {hello(R"("sampleRate":44100,"channels":2)"), wanted},
+        {hello(R"("sampleType":"float64","sampleRate":44100,"channels":2)"), "\"float64\" is neither"},
+        {hello(R"("sampleType":"int16","sampleRate":"44100","channels":2)"), wanted},
+        {hello(R"("sampleType":"int16","sampleRate":48000,"channels":2)"), "44100 Hz, not at 48000"},
+        {hello(R"("sampleType":"int16","sampleRate":44100.5,"channels":2)"), "44100 Hz, not at 44100.5"},
+        {hello(R"("sampleType":"int16","sampleRate":44100,"channels":0)"), "0 channels, wanted are 1 to 32"},
+        {hello(R"("sampleType":"int16","sampleRate":44100,"channels":33)"), "33 channels"},
+        {hello(R"("sampleType":"int16","sampleRate":44100,"channels":-2)"), wanted},
+        {hello(R"("sampleType":"int16","sampleRate":44100,"channels":1.5)"), wanted},
+        {hello(R"("sampleType":"int16","sampleRate":44100,"channels":4294967298)"), wanted}};
+    for (const Case& bad : cases) {
+        try {
+            decodeHello(bad.line);
+            ADD_FAILURE() << "accepted: " << bad.line;
+        } catch (const PlayerProtocolError& error) {
+            EXPECT_THAT(error.what(), HasSubstr(bad.fault)) << bad.line;
+        }
+    }
+}
+
+TEST(PlayerProtocolTest, anAnswerCarriesTheReasonOfARefusal) {
+    const auto refusal = [](std::string line) -> std::string {
+        try {
+            decodeAnswer(line.ends_with('\n') ? line.substr(0, line.size() - 1) : line);
+        } catch (const PlayerProtocolError& error) {
+            return error.what();
+        }
+        return "accepted";
+    };
+    EXPECT_EQ(refusal(encodeAnswer("")), "accepted");
+    EXPECT_EQ(refusal(encodeAnswer("too \"many\"\nplayers")), "too \"many\"\nplayers");
+    EXPECT_EQ(refusal(R"({"version":1})"), "refused without a reason");
+    EXPECT_THAT(refusal(R"({"version":2,"accepted":true})"), HasSubstr("\"version\""));
+    EXPECT_NE(refusal("true"), "accepted");
+}
+
+template <typename Sample>
+std::vector<float> read(const PlayerHello& hello, const std::vector<Sample>& samples,
+                        std::size_t expectedReplaced = 0) {
+    const std::size_t frames = samples.size() / hello.channels;
+    std::vector<std::byte> bytes(samples.size() * sizeof(Sample) + 1);
+    std::memcpy(bytes.data() + 1, samples.data(), bytes.size() - 1); // as unaligned as a stream may be
+    std::vector<float> stereo(2 * frames);
+    EXPECT_EQ(PlayerSampleReader(hello).convert(bytes.data() + 1, frames, stereo.data()), expectedReplaced);
+    return stereo;
+}
+
+TEST(PlayerSampleReaderTest, everyFormatBecomesStereo) {
+    using Shorts = std::vector<std::int16_t>;
+    using Floats = std::vector<float>;
+    const auto int16 = PlayerSampleType::int16;
+    EXPECT_THAT(read({.name = "player", .sampleType = int16}, Shorts{-32768, 32767, 1, -1}),
+                ElementsAre(-1.0F, 32767 / 32768.0F, 1 / 32768.0F, -1 / 32768.0F));
+    EXPECT_THAT(read({.name = "player", .sampleType = int16, .channels = 1}, Shorts{16384, -16384}),
+                ElementsAre(0.5F, 0.5F, -0.5F, -0.5F));
+    EXPECT_THAT(read({.name = "player", .channels = 1}, Floats{0.1F, -8.0F}),
+                ElementsAre(0.1F, 0.1F, -8.0F, -8.0F));
+    EXPECT_THAT(read({.name = "player", .channels = 3}, Floats{1, 2, 3, 4, 5, 6}), ElementsAre(1, 2, 4, 5));
+}
+
+TEST(PlayerSampleReaderTest, whatIsNoSoundIsSilence) {
+    const float infinity = std::numeric_limits<float>::infinity();
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const float smallest = std::numeric_limits<float>::denorm_min();
+    EXPECT_THAT(read({},
+                     std::vector<float>{nan, 0.5F, infinity, -infinity, std::nextafter(8.0F, 9.0F), 8.0F,
+                                        -nan, smallest},
+                     5),
+                ElementsAre(0, 0.5F, 0, 0, 0, 8.0F, 0, smallest));
+}
+
+} // namespace
+} // namespace lmn
