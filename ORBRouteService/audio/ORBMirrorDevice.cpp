@@ -214,6 +214,12 @@ void ORBMirrorDevice::stop(std::string_view reason) {
     resetRendererState(Flush::yes, reason);
 }
 
+void ORBMirrorDevice::drain() {
+    context_.lmn.ioQueue().sync([] {}); // no cycle begins any more
+    runnerQueue_->dispatchSyncImmed([] {});
+    rendererQueue_->sync([] {});
+}
+
 void ORBMirrorDevice::resetRendererState(Flush flush, std::string_view reason) {
     if (!reason.empty())
         ORBDebugLog(0, "{} resetRendererState(flush: {}, reason: {})", description_, flush == Flush::yes,

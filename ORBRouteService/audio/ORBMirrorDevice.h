@@ -90,6 +90,10 @@ class ORBMirrorDevice final : public lmn::LMNTapDelegate,
     /// Stops capture, session and sound.
     void stop(std::string_view reason);
 
+    /// Waits, after `stop`, until nothing of the device runs on another queue. For whoever takes down what
+    /// the device works with: dropped after this, it is destroyed at once.
+    void drain();
+
     enum class Flush { no, yes };
 
     /// Discards the partial chunk and all that is queued; with `Flush::yes` also stops the synchroniser and

@@ -110,6 +110,7 @@ Lab::~Lab() {
     player_.reset();
     measureTap_.reset();
     mirror_->stop("the bench ends");
+    mirror_->drain();
     mirror_.reset();
 }
 

@@ -146,32 +146,32 @@ Outcome runVirtual(dispatch::VirtualRealm& realm, LabLog& log, const LabOptions&
     const dispatch::HostTime start = stopwatch.clock().now();
     const auto elapsed = [&] { return dispatch::toSeconds(stopwatch.clock().now() - start); };
     Outcome outcome;
-    std::unique_ptr<Lab> lab;
+    const auto onMain = [&realm](auto work) { realm.mainQueue().sync(work); };
+    const auto dropOnMain = [&onMain](Lab* last) { onMain([last] { delete last; }); };
+    std::unique_ptr<Lab, decltype(dropOnMain)> lab(nullptr, dropOnMain);
     bool finished = false;
-    bool interrupted = false;
+    const auto interrupted =
+        std::make_shared<bool>(false); // the signal's handler may be dropped later than this
     boost::asio::signal_set interruption(realm.mainQueue().ioContext(), SIGINT, SIGTERM);
-    interruption.async_wait([&](boost::system::error_code error, int) { interrupted = !error; });
-    const auto onMain = [&](auto work) { realm.mainQueue().sync(work); };
+    interruption.async_wait([interrupted](boost::system::error_code error, int) { *interrupted = !error; });
     onMain([&] {
-        lab = std::make_unique<Lab>(realm, log, options, std::move(receivers), [&] { finished = true; });
+        lab.reset(new Lab(realm, log, options, std::move(receivers), [&] { finished = true; }));
         lab->start();
     });
-    for (auto virtualTime = 0min; !finished && !interrupted && virtualTime < longestRun;
+    for (auto virtualTime = 0min; !finished && !*interrupted && virtualTime < longestRun;
          virtualTime += virtualStep) {
-        realm.advanceUntil([&] { return finished || interrupted; }, virtualStep);
+        realm.advanceUntil([&] { return finished || *interrupted; }, virtualStep);
         showProgress(*lab, elapsed());
     }
-    if (interrupted) {
-        onMain([&] { lab.reset(); });
+    if (*interrupted)
         throw std::runtime_error("interrupted");
-    }
     onMain([&] {
         outcome.playerStatus = lab->playerStatus();
         outcome.report = lab->conclude(elapsed());
         if (const auto digest = lab->digest())
             log.note(fmt::format("digest of the sound {:016x}", *digest));
-        lab.reset();
     });
+    lab.reset();
     realm.settle();
     return outcome;
 }

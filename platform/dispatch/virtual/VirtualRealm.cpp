@@ -46,13 +46,25 @@ class VirtualQueue final : public Queue {
         if (cancelled_)
             return;
         const CurrentScope scope(this);
-        const auto running = running_; // the work may destroy the queue
-        const bool outer = std::exchange(*running, true);
+        const RunningScope running(running_);
         work();
-        *running = outer;
     }
 
   private:
+    /// While it lives, work of the queue is running. The work may destroy the queue, or throw.
+    class RunningScope {
+      public:
+        explicit RunningScope(std::shared_ptr<bool> running)
+            : running_(std::move(running)), outer_(std::exchange(*running_, true)) {}
+        ~RunningScope() { *running_ = outer_; }
+        RunningScope(const RunningScope&) = delete;
+        RunningScope& operator=(const RunningScope&) = delete;
+
+      private:
+        const std::shared_ptr<bool> running_;
+        const bool outer_;
+    };
+
     /// A synchronous call takes its turn behind what was handed in before it.
     void runWaiting() {
         for (;;) {

@@ -63,13 +63,14 @@ TEST(FirstSoundOrderTest, aStepOfTheStartIsLeftOutOrOutOfOrder) {
     EXPECT_NEAR(CMTimeGetSeconds(first), 2.0 + 9 * cycleSeconds, 1e-8);
     const auto journal = world.journal();
     ASSERT_GE(journal.size(), 8U);
-    EXPECT_THAT(std::vector(journal.begin(), journal.begin() + 8),
-                ElementsAre("ORBMirrorDevice init: frames=8192 rate=44100.0 syncLatency=2.0",
-                            "New device added - forcing resync", "<ORBTapIOContext *>: willStartIO", "runner started",
-                            "resetRendererState(flush: true, reason: resync: needsResync=true, rate=0.0)",
-                            "resetRendererState(flush: true, reason: startup warmup begin)",
-                            "resetRendererState(flush: true, reason: resync: needsResync=false, rate=0.0)",
-                            firstChunkLine(first, 2.0, chunkSeconds)));
+    EXPECT_THAT(
+        std::vector(journal.begin(), journal.begin() + 8),
+        ElementsAre("ORBMirrorDevice init: frames=8192 rate=44100.0 syncLatency=2.0",
+                    "New device added - forcing resync", "<ORBTapIOContext *>: willStartIO", "runner started",
+                    "resetRendererState(flush: true, reason: resync: needsResync=true, rate=0.0)",
+                    "resetRendererState(flush: true, reason: startup warmup begin)",
+                    "resetRendererState(flush: true, reason: resync: needsResync=false, rate=0.0)",
+                    firstChunkLine(first, 2.0, chunkSeconds)));
 }
 
 TEST(FirstSoundOrderTest, aChunkIsNotTimedWhereTheOneBeforeEnds) {

@@ -48,8 +48,9 @@ TEST_P(DestructionTest, leavesATimerOrATaskOrATapBehind) {
     EXPECT_EQ(world.enqueued().size(), chunks);
 }
 
-// Before all sound; in the warm-up; while the feeding loop waits; between two cycles of its wait; with the change of
-// the processes not yet quiet; with the IO in its lead-out; with the session to be stopped; when all is over.
+// Before all sound; in the warm-up; while the feeding loop waits; between two cycles of its wait; with the
+// change of the processes not yet quiet; with the IO in its lead-out; with the session to be stopped; when
+// all is over.
 INSTANTIATE_TEST_SUITE_P(Moments, DestructionTest,
                          testing::Values(0.0, 0.05, 1.0, 1.0011, 4.15, 5.0, 7.2, 20.0));
 
@@ -74,17 +75,17 @@ TEST_P(LastReferenceTest, destroysTheDeviceElsewhereThanOnTheMainQueue) {
 INSTANTIATE_TEST_SUITE_P(
     Queues, LastReferenceTest,
     testing::Values(std::pair{"io", Drop([](VirtualMirrorWorld& world, std::function<void()> letGo) {
-                        world.lmn().ioQueue().sync([&] { letGo(); });
-                    })},
+                                  world.lmn().ioQueue().sync([&] { letGo(); });
+                              })},
                     std::pair{"tap", Drop([](VirtualMirrorWorld& world, std::function<void()> letGo) {
-                        world.mirror().tapQueue().queue().async(std::move(letGo));
-                    })},
+                                  world.mirror().tapQueue().queue().async(std::move(letGo));
+                              })},
                     std::pair{"runner", Drop([](VirtualMirrorWorld& world, std::function<void()> letGo) {
-                        world.setNextCycle(std::move(letGo));
-                    })},
+                                  world.setNextCycle(std::move(letGo));
+                              })},
                     std::pair{"renderer", Drop([](VirtualMirrorWorld& world, std::function<void()> letGo) {
-                        world.setNextFeeding(std::move(letGo));
-                    })}),
+                                  world.setNextFeeding(std::move(letGo));
+                              })}),
     [](const auto& drop) { return drop.param.first; });
 
 TEST(StopTest, leavesCaptureOrSessionOrSoundRunning) {
@@ -103,10 +104,9 @@ TEST(StopTest, leavesCaptureOrSessionOrSoundRunning) {
     EXPECT_EQ(world.tapActivity().activeIOCount(), 0);
     EXPECT_EQ(world.realm().armedTimers(), 0U);
     EXPECT_THAT(world.journal(lines),
-                testing::UnorderedElementsAre("resetRendererState(flush: true, reason: enough)",
-                                              "<ORBTapIOContext *>: didStopIO",
-                                              "resetRendererState(flush: true, reason: sessionRunnerDidStop)",
-                                              "runner stopped"));
+                testing::UnorderedElementsAre(
+                    "resetRendererState(flush: true, reason: enough)", "<ORBTapIOContext *>: didStopIO",
+                    "resetRendererState(flush: true, reason: sessionRunnerDidStop)", "runner stopped"));
 }
 
 /// With threads: the device goes while its renderer's queue is about to begin to feed.

@@ -12,9 +12,7 @@
 namespace orb {
 namespace {
 
-void report(const std::string& line) {
-    lmn::LMNLog(4, line + "\n");
-}
+void report(const std::string& line) { lmn::LMNLog(4, line + "\n"); }
 
 lmn::LMNVirtualDeviceConfig virtualDeviceConfig(const std::string& name) {
     return {.name = name, .deviceUID = "com.fernwick.Orbweaver::" + name};
@@ -49,11 +47,13 @@ class MirrorWorld::Capture final : public lmn::LMNTapDelegate {
 
     explicit Capture(const dispatch::Clock& clock) : clock_(clock) {}
 
-    std::shared_ptr<lmn::LMNTapIOContext> createIOContext(lmn::LMNTap& tap, const lmn::LMNTapConfig& config) override {
-        return std::make_shared<lmn::LMNTapIOContext>(tap, config, tap.queue(), [this](lmn::LMNBuffer& buffer) {
-            const std::size_t samples = std::size_t{buffer.frameCount()} * buffer.channelCount();
-            cycles.push_back({clock_.cycleTime(), {buffer.samples(), buffer.samples() + samples}});
-        });
+    std::shared_ptr<lmn::LMNTapIOContext> createIOContext(lmn::LMNTap& tap,
+                                                          const lmn::LMNTapConfig& config) override {
+        return std::make_shared<lmn::LMNTapIOContext>(
+            tap, config, tap.queue(), [this](lmn::LMNBuffer& buffer) {
+                const std::size_t samples = std::size_t{buffer.frameCount()} * buffer.channelCount();
+                cycles.push_back({clock_.cycleTime(), {buffer.samples(), buffer.samples() + samples}});
+            });
     }
 
     std::vector<Cycle> cycles;
@@ -63,19 +63,26 @@ class MirrorWorld::Capture final : public lmn::LMNTapDelegate {
 };
 
 MirrorWorld::MirrorWorld(dispatch::Realm& realm, MirrorWorldOptions options)
-    : realm_(realm), options_(std::move(options)), runtime_(directory_.path() / "run"),
+    : realm_(realm),
+      options_(std::move(options)),
+      runtime_(directory_.path() / "run"),
       distributedNotifications_(realm.mainQueue(), runtime_, report),
       defaults_(ORBUserDefaults::create({.queue = realm.mainQueue(),
                                          .notificationCenter = notifications_,
                                          .configDirectory = directory_.path() / "config",
                                          .report = report})),
-      deviceManager_(runtime_, realm.mainQueue()), audioServer_(realm), lmn_(realm, deviceManager_, audioServer_),
-      playback_(realm, report), context_(playback_, notifications_), listed_(std::make_shared<OutputContext>()) {
+      deviceManager_(runtime_, realm.mainQueue()),
+      audioServer_(realm),
+      lmn_(realm, deviceManager_, audioServer_),
+      playback_(realm, report),
+      context_(playback_, notifications_),
+      listed_(std::make_shared<OutputContext>()) {
     onMain([this] {
-        manager_ = std::make_unique<ORBManager>(ORBManagerContext{.mainQueue = realm_.mainQueue(),
-                                                                  .notifications = notifications_,
-                                                                  .distributedNotifications = distributedNotifications_,
-                                                                  .defaults = *defaults_});
+        manager_ = std::make_unique<ORBManager>(
+            ORBManagerContext{.mainQueue = realm_.mainQueue(),
+                              .notifications = notifications_,
+                              .distributedNotifications = distributedNotifications_,
+                              .defaults = *defaults_});
         manager_->setRenderLatency(options_.latency);
         manager_->setPrioritizeSync(options_.prioritizeSync);
         lmn_.setWakeDelays(options_.wakeDelays ? options_.wakeDelays : [this] {
@@ -106,9 +113,11 @@ void MirrorWorld::onMain(dispatch::FunctionRef<void()> action) {
 void MirrorWorld::addReceivers() {
     for (std::size_t index = 0; index < receiverCount; ++index) {
         airplay::ReceiverEntry entry;
-        entry.description = {.name = fmt::format("receiver{}", index), .identifier = fmt::format("{}", index), .txt = {}};
+        entry.description = {
+            .name = fmt::format("receiver{}", index), .identifier = fmt::format("{}", index), .txt = {}};
         receivers_.push_back(std::make_shared<airplay::EmbeddedReceiver>(
-            std::move(entry), report, [this, index](std::span<const float> frames, airplay::FrameIndex first) {
+            std::move(entry), report,
+            [this, index](std::span<const float> frames, airplay::FrameIndex first) {
                 put(heard_[index], first, frames);
             }));
         playback_.addReceiver(receivers_.back());
@@ -121,32 +130,32 @@ void MirrorWorld::makeMirror() {
         deviceManager_.archiveFromConfig(virtualDeviceConfig("mirrored"), false));
     served_ = audioServer_.serve(device_);
     tapActivity_ = std::make_shared<TapIOActivity>(realm_.mainQueue());
-    mirror_ = ORBMirrorDevice::create(
-        {.lmn = lmn_,
-         .playback = playback_,
-         .notifications = notifications_,
-         .manager = *manager_,
-         .tapActivity = tapActivity_,
-         .lastPause =
-             [this] {
-                 runOnce(nextCycle_);
-                 return lastPause_;
-             },
-         .reexamineRenderState = [this] { ++reviews_; },
-         .enqueueObserver =
-             [this](const avfoundation::EnqueuedBuffer& buffer) {
-                 enqueued_.push_back(buffer);
-                 runOnce(nextFeeding_);
-             },
-         .allocator = options_.allocator},
-        {.contextDevice = device_,
-         .context = listed_,
-         .chunkSize = options_.chunkSize,
-         .renderSampleRate = rate,
-         .syncLatency = options_.latency});
+    mirror_ = ORBMirrorDevice::create({.lmn = lmn_,
+                                       .playback = playback_,
+                                       .notifications = notifications_,
+                                       .manager = *manager_,
+                                       .tapActivity = tapActivity_,
+                                       .lastPause =
+                                           [this] {
+                                               runOnce(nextCycle_);
+                                               return lastPause_;
+                                           },
+                                       .reexamineRenderState = [this] { ++reviews_; },
+                                       .enqueueObserver =
+                                           [this](const avfoundation::EnqueuedBuffer& buffer) {
+                                               enqueued_.push_back(buffer);
+                                               runOnce(nextFeeding_);
+                                           },
+                                       .allocator = options_.allocator},
+                                      {.contextDevice = device_,
+                                       .context = listed_,
+                                       .chunkSize = options_.chunkSize,
+                                       .renderSampleRate = rate,
+                                       .syncLatency = options_.latency});
     description_ = mirror_->description();
     capture_ = std::make_shared<Capture>(realm_.clock());
-    captureTap_ = std::make_unique<lmn::LMNTap>(lmn_, mirror_->deviceTap().config(), mirror_->deviceTap().queue());
+    captureTap_ =
+        std::make_unique<lmn::LMNTap>(lmn_, mirror_->deviceTap().config(), mirror_->deviceTap().queue());
     captureTap_->setDelegate(capture_);
     captureTap_->start();
 }
@@ -227,8 +236,14 @@ std::vector<std::string> MirrorWorld::journal(std::size_t from) const {
 
 std::size_t MirrorWorld::countLines(std::string_view part) const {
     const auto lines = log_.lines();
-    return static_cast<std::size_t>(
-        std::ranges::count_if(lines, [&](const auto& line) { return line.text.find(part) != std::string::npos; }));
+    return static_cast<std::size_t>(std::ranges::count_if(
+        lines, [&](const auto& line) { return line.text.find(part) != std::string::npos; }));
+}
+
+VirtualMirrorWorld::~VirtualMirrorWorld() {
+    stopCapturing();
+    onMain([this] { mirrorReference().reset(); });
+    realm().settle();
 }
 
 void VirtualMirrorWorld::runCycles(std::int64_t count) {

@@ -22,8 +22,8 @@
 
 namespace orb {
 
-inline constexpr double rate = 44100;               // Hz
-inline constexpr std::int64_t cycleFrames = 512;    // of the tap and the session runner
+inline constexpr double rate = 44100;            // Hz
+inline constexpr std::int64_t cycleFrames = 512; // of the tap and the session runner
 inline constexpr std::int64_t chunkFrames = 8192;
 inline constexpr std::int64_t cyclesPerChunk = 16;
 inline constexpr std::int64_t warmupFrames = ORBMirrorDevice::warmupCycles * cycleFrames;
@@ -34,16 +34,16 @@ inline constexpr double chunkSeconds = chunkFrames / rate;
 inline constexpr std::int32_t foreignProcess = 0x40000001;
 
 struct MirrorWorldOptions {
-    double latency = 2.0;                                ///< s
+    double latency = 2.0; ///< s
     std::uint32_t chunkSize = ORBManager::fixedRenderChunkSize;
     bool prioritizeSync = false;
     coremedia::CMAllocator* allocator = nullptr;
-    std::function<dispatch::Nanoseconds()> wakeDelays{};  ///< of the pacer; empty: `delayNextWake`
+    std::function<dispatch::Nanoseconds()> wakeDelays{}; ///< of the pacer; empty: `delayNextWake`
 };
 
 /// A mirror device and everything around it as in the service, except that a test decides which receivers are
-/// connected, what players play, when the user paused last, and how late the pacer wakes. Everything is called from
-/// the main queue or, in virtual time, from outside of all queues.
+/// connected, what players play, when the user paused last, and how late the pacer wakes. Everything is
+/// called from the main queue or, in virtual time, from outside of all queues.
 class MirrorWorld {
   public:
     static constexpr std::size_t receiverCount = 3;
@@ -88,7 +88,8 @@ class MirrorWorld {
     /// How often the render state was to be examined anew.
     int reviews() const { return reviews_; }
 
-    /// What was captured, by the frame of the receivers' time line at which it was due. Only in a connected world.
+    /// What was captured, by the frame of the receivers' time line at which it was due. Only in a connected
+    /// world.
     Sound captured();
     std::int64_t capturedCycles() const;
 
@@ -154,6 +155,9 @@ class VirtualMirrorWorld : private std::unique_ptr<dispatch::VirtualRealm>, publ
   public:
     explicit VirtualMirrorWorld(MirrorWorldOptions options = {})
         : unique_ptr(std::make_unique<dispatch::VirtualRealm>()), MirrorWorld(*get(), std::move(options)) {}
+
+    /// Ends what is under way, as the queues do not outlive the world.
+    ~VirtualMirrorWorld();
 
     dispatch::VirtualRealm& realm() { return *get(); }
 

@@ -10,8 +10,8 @@
 
 namespace orb {
 
-/// Sound that tells its own order: the frames of a player carry 1, 2, 3 ... in one or both channels, exactly up to
-/// 2^24. Silence carries no number.
+/// Sound that tells its own order: the frames of a player carry 1, 2, 3 ... in one or both channels, exactly
+/// up to 2^24. Silence carries no number.
 struct Frame {
     float left = 0;
     float right = 0;
@@ -43,7 +43,8 @@ inline std::vector<Stretch> stretchesOf(std::span<const Frame> sound, float Fram
         const auto number = static_cast<std::int64_t>(sound[index].*channel);
         if (number == 0)
             continue;
-        if (!stretches.empty() && stretches.back().at + stretches.back().frames == at && stretches.back().last() + 1 == number)
+        if (!stretches.empty() && stretches.back().at + stretches.back().frames == at &&
+            stretches.back().last() + 1 == number)
             ++stretches.back().frames;
         else
             stretches.push_back({at, number, 1});

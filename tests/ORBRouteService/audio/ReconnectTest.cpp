@@ -43,10 +43,11 @@ TEST_P(ReconnectTest, isAskedForWithoutNeedOrNotAskedForInNeed) {
 
 INSTANTIATE_TEST_SUITE_P(Situations, ReconnectTest,
                          testing::Values(Situation{{0}, {}, {0}, false}, Situation{{1}, {}, {0}, true},
-                                         Situation{{0, 1}, {}, {1, 0}, false}, Situation{{0, 0}, {}, {0}, false},
-                                         Situation{{0}, {}, {0, 0}, false}, Situation{{0, 1}, {}, {0}, true},
-                                         Situation{{}, {}, {0}, true}, Situation{{0}, {0}, {}, true},
-                                         Situation{{}, {0}, {}, false}, Situation{{0}, {}, {}, false},
+                                         Situation{{0, 1}, {}, {1, 0}, false},
+                                         Situation{{0, 0}, {}, {0}, false}, Situation{{0}, {}, {0, 0}, false},
+                                         Situation{{0, 1}, {}, {0}, true}, Situation{{}, {}, {0}, true},
+                                         Situation{{0}, {0}, {}, true}, Situation{{}, {0}, {}, false},
+                                         Situation{{0}, {}, {}, false},
                                          Situation{{1}, {}, {0}, false, false}));
 
 /// Nanoseconds between the user's pause and the cycle that brings the sound back.
@@ -95,7 +96,8 @@ TEST(TargetDevicesTest, areNotTheSetThatWasSet) {
     EXPECT_TRUE(world.mirror().targetDevices().empty());
     world.mirror().setTargetDevices(devicesOf(world, {2, 0, 2, 1, 0}));
     EXPECT_THAT(world.mirror().targetDevices(),
-                testing::UnorderedElementsAre(world.virtualDevice(0), world.virtualDevice(1), world.virtualDevice(2)));
+                testing::UnorderedElementsAre(world.virtualDevice(0), world.virtualDevice(1),
+                                              world.virtualDevice(2)));
     world.mirror().setTargetDevices({});
     EXPECT_TRUE(world.mirror().targetDevices().empty());
     EXPECT_EQ(world.countLines("resetRendererState(flush: true, reason: setting target devices)"), 2U);

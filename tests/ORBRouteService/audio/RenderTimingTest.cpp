@@ -38,7 +38,8 @@ std::vector<double> shiftsOf(const MirrorWorld& world) {
     const auto& chunks = world.enqueued();
     for (std::size_t index = 1; index < chunks.size(); ++index) {
         const auto step = CMTimeSubtract(chunks[index].presentationTime, chunks[index - 1].presentationTime);
-        const double shift = CMTimeGetSeconds(CMTimeSubtract(step, coremedia::CMTimeMake(chunkFrames, 44100)));
+        const double shift =
+            CMTimeGetSeconds(CMTimeSubtract(step, coremedia::CMTimeMake(chunkFrames, 44100)));
         if (shift != 0)
             shifts.push_back(shift);
     }
@@ -78,9 +79,10 @@ TEST_P(StartupCorrectionTest, isNotTakenOrNotByThatMuchOrMoreThanOnce) {
     EXPECT_NEAR(numberIn(line, "correction="), correction, 1e-6);
     const auto shifts = shiftsOf(world);
     ASSERT_FALSE(shifts.empty());
-    // What was timed before keeps its time. With priority those chunks have their fine steps, of whole frames, in
-    // the same go.
-    const double fine = static_cast<double>(world.countLines("micro-retime")) * std::round(fineStep * rate) / rate;
+    // What was timed before keeps its time. With priority those chunks have their fine steps, of whole
+    // frames, in the same go.
+    const double fine =
+        static_cast<double>(world.countLines("micro-retime")) * std::round(fineStep * rate) / rate;
     EXPECT_EQ(fine > 0, prioritizeSync);
     EXPECT_NEAR(shifts[0], correction + fine, 1 / rate);
     EXPECT_EQ(shifts.size(), 1U);
@@ -88,8 +90,8 @@ TEST_P(StartupCorrectionTest, isNotTakenOrNotByThatMuchOrMoreThanOnce) {
 
 INSTANTIATE_TEST_SUITE_P(Starts, StartupCorrectionTest,
                          testing::Values(Start{0, 0}, Start{1.5, 0}, Start{1.599, 0}, Start{1.601, 1.601},
-                                         Start{1.7, 1.7}, Start{2.999, 2.999}, Start{3.5, 3.0}, Start{1.7, 1.7, true},
-                                         Start{3.5, 3.0, true}));
+                                         Start{1.7, 1.7}, Start{2.999, 2.999}, Start{3.5, 3.0},
+                                         Start{1.7, 1.7, true}, Start{3.5, 3.0, true}));
 
 TEST(StartupCorrectionOnceTest, isTakenAgainWithinAResynchronisationOrNotInTheNext) {
     VirtualMirrorWorld world;
@@ -139,8 +141,8 @@ TEST(EarlyChunkTest, aSmallDeviationIsRetimedInTheWrongDirectionOrWithoutPriorit
         playToAClockThatLags(world, 0.1);
         world.run(2);
         const std::string line = lineWith(world, "micro-retime");
-        EXPECT_EQ(textOf(line),
-                  prioritizeSync ? "micro-retime: delta=#s, step=#s (earlier), newBuffered=#" : std::string());
+        EXPECT_EQ(textOf(line), prioritizeSync ? "micro-retime: delta=#s, step=#s (earlier), newBuffered=#"
+                                               : std::string());
         EXPECT_THAT(shiftsOf(world), testing::Each(testing::Lt(0.0)));
         EXPECT_EQ(shiftsOf(world).empty(), !prioritizeSync);
     }
@@ -171,13 +173,14 @@ TEST_P(FineRetimingTest, isTakenWithoutPriorityOrOutsideItsBoundsOrByAnotherStep
     // Chunks fed with it in one go may have their steps too; each is of whole frames.
     const auto shifts = shiftsOf(world);
     ASSERT_FALSE(shifts.empty());
-    EXPECT_NEAR(shifts[0], static_cast<double>(world.countLines("micro-retime")) * std::round(step * rate) / rate, 1e-9);
+    EXPECT_NEAR(shifts[0],
+                static_cast<double>(world.countLines("micro-retime")) * std::round(step * rate) / rate, 1e-9);
 }
 
 INSTANTIATE_TEST_SUITE_P(Deviations, FineRetimingTest,
                          testing::Values(Retiming{0, 0}, Retiming{0.0199, 0}, Retiming{0.0201, fineStep},
-                                         Retiming{0.1, fineStep}, Retiming{1.5, fineStep}, Retiming{0.1, 0, false},
-                                         Retiming{1.5, 0, false}));
+                                         Retiming{0.1, fineStep}, Retiming{1.5, fineStep},
+                                         Retiming{0.1, 0, false}, Retiming{1.5, 0, false}));
 
 /// Fed chunks far off after the start has had its correction: neither coarse nor fine.
 TEST(FineRetimingBoundTest, isTakenForADeviationThatACoarseCorrectionIsFor) {
@@ -219,8 +222,8 @@ INSTANTIATE_TEST_SUITE_P(Latencies, LowBufferTest,
                                          std::pair{2.0, false}));
 
 TEST(FeedLineTest, comesMoreOftenThanEveryFiveSecondsOrSeldomerOrForATinyDeviation) {
-    // As it is fed, a chunk lies ahead by the latency less its length and a cycle: 11.6 ms off the target. Cycles
-    // of 256 frames leave 5.8 ms, at a latency at which the renderer has room for so many chunks.
+    // As it is fed, a chunk lies ahead by the latency less its length and a cycle: 11.6 ms off the target.
+    // Cycles of 256 frames leave 5.8 ms, at a latency at which the renderer has room for so many chunks.
     for (const std::uint32_t chunkSize : {8192U, 256U}) {
         VirtualMirrorWorld world({.latency = 1.0, .chunkSize = chunkSize});
         world.connect({0});
@@ -246,10 +249,11 @@ TEST(FeedLineTest, saysSomethingElse) {
     const std::string line = lineWith(world, "feed chunk");
     const double ahead = numberIn(line, "ahead=");
     EXPECT_NEAR(ahead, 2 - 15 * cycleSeconds, 1e-6);
-    EXPECT_EQ(line, fmt::format("feed chunk: pts={}, now={}, ahead={}s, effectiveLatency={}s, target=2.0s(base=2.0s) "
-                                "rate=1.0 reported=2.108190022675737",
-                                LogNumber{time}, LogNumber{numberIn(line, "now=")}, LogNumber{ahead},
-                                LogNumber{chunkSeconds + ahead}));
+    EXPECT_EQ(line, fmt::format(
+                        "feed chunk: pts={}, now={}, ahead={}s, effectiveLatency={}s, target=2.0s(base=2.0s) "
+                        "rate=1.0 reported=2.108190022675737",
+                        LogNumber{time}, LogNumber{numberIn(line, "now=")}, LogNumber{ahead},
+                        LogNumber{chunkSeconds + ahead}));
 }
 
 } // namespace

@@ -11,7 +11,8 @@ using Lines = std::vector<std::string>;
 const std::string newDeviceLine = "New device added - forcing resync";
 const std::string askedLine = "resetRendererState(flush: true, reason: resync: needsResync=true, rate=1.0)";
 const std::string warmUpLine = "resetRendererState(flush: true, reason: startup warmup begin)";
-const std::string resumedLine = "resetRendererState(flush: true, reason: resync: needsResync=false, rate=0.0)";
+const std::string resumedLine =
+    "resetRendererState(flush: true, reason: resync: needsResync=false, rate=0.0)";
 
 /// The device plays for a second to one set of receivers, then to another.
 struct Change {
@@ -49,7 +50,8 @@ INSTANTIATE_TEST_SUITE_P(
     Changes, DeviceChangeTest,
     testing::Values(Change{{0}, {0, 1}, {newDeviceLine, askedLine, warmUpLine, resumedLine}},
                     Change{{0}, {0, 1, 2}, {newDeviceLine, askedLine, warmUpLine, resumedLine}},
-                    Change{{0, 1}, {0}, {warmUpLine, resumedLine}}, Change{{0, 1}, {0, 2}, {warmUpLine, resumedLine}},
+                    Change{{0, 1}, {0}, {warmUpLine, resumedLine}},
+                    Change{{0, 1}, {0, 2}, {warmUpLine, resumedLine}},
                     Change{{0}, {0}, {warmUpLine, resumedLine}}));
 
 /// Whether devices are there when a session begins with silence.
@@ -96,8 +98,8 @@ TEST_P(ResetTest, keepsAPartialChunkOrQueuedSoundOrLosesAFrameAfterIt) {
         const std::int64_t before = world.capturedCycles();
         const auto now = static_cast<std::int64_t>(world.captured().size());
         world.onMain([&] { GetParam().act(world); });
-        EXPECT_THAT(world.journal(lines), testing::Contains("resetRendererState(flush: true, reason: " +
-                                                            GetParam().reason + ")"));
+        EXPECT_THAT(world.journal(lines),
+                    testing::Contains("resetRendererState(flush: true, reason: " + GetParam().reason + ")"));
         EXPECT_EQ(world.mirror().syncronizer().rate(), 0.0F);
         world.run(5);
         const auto heard = stretchesOf(world.heard());
@@ -109,14 +111,17 @@ TEST_P(ResetTest, keepsAPartialChunkOrQueuedSoundOrLosesAFrameAfterIt) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Causes, ResetTest,
-    testing::Values(Cause{"contextDevice.isMuted changed", [](MirrorWorld& world) { world.device().setMuted(true); }},
-                    Cause{"setting target devices",
-                          [](MirrorWorld& world) { world.mirror().setTargetDevices({world.virtualDevice(1)}); }},
-                    Cause{"by hand", [](MirrorWorld& world) {
-                              world.mirror().resetRendererState(ORBMirrorDevice::Flush::yes, "by hand");
-                          }}));
+INSTANTIATE_TEST_SUITE_P(Causes, ResetTest,
+                         testing::Values(Cause{"contextDevice.isMuted changed",
+                                               [](MirrorWorld& world) { world.device().setMuted(true); }},
+                                         Cause{"setting target devices",
+                                               [](MirrorWorld& world) {
+                                                   world.mirror().setTargetDevices({world.virtualDevice(1)});
+                                               }},
+                                         Cause{"by hand", [](MirrorWorld& world) {
+                                                   world.mirror().resetRendererState(
+                                                       ORBMirrorDevice::Flush::yes, "by hand");
+                                               }}));
 
 TEST(ResetReasonTest, anEmptyReasonIsLogged) {
     VirtualMirrorWorld world;
@@ -130,7 +135,8 @@ TEST(MuteTest, aChangeIsMissedOrResetsTwiceOrTheValueAtTheStartCounts) {
     VirtualMirrorWorld world;
     world.run(1);
     EXPECT_EQ(resets(world), 0U);
-    const std::vector<std::pair<bool, std::size_t>> steps{{true, 1}, {true, 1}, {false, 2}, {false, 2}, {true, 3}};
+    const std::vector<std::pair<bool, std::size_t>> steps{
+        {true, 1}, {true, 1}, {false, 2}, {false, 2}, {true, 3}};
     for (const auto& [muted, expected] : steps) {
         world.onMain([&] { world.device().setMuted(muted); });
         world.run(0.1);
@@ -173,8 +179,8 @@ TEST_P(ActiveProcessesTest, areJudgedBeforeTheyAreQuietOrMoreThanOnceOrWhileSome
 }
 
 INSTANTIATE_TEST_SUITE_P(Bursts, ActiveProcessesTest,
-                         testing::Values(Burst{{0}, 1}, Burst{{1, 0, 1, 0}, 1}, Burst{{0, 1, 0, 2}, 0}, Burst{{1}, 0},
-                                         Burst{{2, 1}, 0}));
+                         testing::Values(Burst{{0}, 1}, Burst{{1, 0, 1, 0}, 1}, Burst{{0, 1, 0, 2}, 0},
+                                         Burst{{1}, 0}, Burst{{2, 1}, 0}));
 
 } // namespace
 } // namespace orb

@@ -7,7 +7,8 @@ namespace orb {
 
 using Kind = PlayerScript::Step::Kind;
 
-ScriptedPlayer::ScriptedPlayer(lmn::PlayerRoster& roster, dispatch::Queue& serverQueue, const PlayerScript& script)
+ScriptedPlayer::ScriptedPlayer(lmn::PlayerRoster& roster, dispatch::Queue& serverQueue,
+                               const PlayerScript& script)
     : roster_(roster), serverQueue_(serverQueue), side_(script.side()), steps_(script.steps()) {}
 
 void ScriptedPlayer::join(std::int32_t process) {

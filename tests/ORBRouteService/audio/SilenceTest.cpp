@@ -23,8 +23,8 @@ double silenceOf(std::int64_t cycles) {
 
 std::string stopLine(const char* afterPause, std::int64_t cycles) {
     return fmt::format(
-        "resetRendererState(flush: true, reason: silent stop: silentAndStopped={}, silentSeconds={})", afterPause,
-        LogNumber{silenceOf(cycles)});
+        "resetRendererState(flush: true, reason: silent stop: silentAndStopped={}, silentSeconds={})",
+        afterPause, LogNumber{silenceOf(cycles)});
 }
 
 /// Sound of `playedCycles`, then `silentFrames` of silence while the player stays, then sound again.
@@ -138,8 +138,8 @@ TEST_P(SoundAfterStopTest, losesFramesOrIsHeardAtAnotherTimeThanTheLatencyAfterI
 
 INSTANTIATE_TEST_SUITE_P(OffTheCycle, SoundAfterStopTest, testing::Values(0, 1, 100, 511));
 
-/// A start of which nothing has come yet, that a stop for silence has ended or that another reset has not. The
-/// clock is then let go behind the device's back, so that its next chunk is timed at zero: far too late.
+/// A start of which nothing has come yet, that a stop for silence has ended or that another reset has not.
+/// The clock is then let go behind the device's back, so that its next chunk is timed at zero: far too late.
 class AbandonedStartTest : public SilenceTest, public testing::WithParamInterface<bool> {};
 
 TEST_P(AbandonedStartTest, getsTheCorrectionOfAStartAfterASilentStopOrLosesItByAnotherReset) {
