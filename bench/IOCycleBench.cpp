@@ -117,6 +117,7 @@ class CopyingReceiver final : public airplay::Receiver {
 
 std::vector<std::shared_ptr<CopyingReceiver>> makeReceivers(std::int64_t count) {
     std::vector<std::shared_ptr<CopyingReceiver>> receivers;
+    receivers.reserve(static_cast<std::size_t>(count));
     for (int number = 0; number < count; ++number)
         receivers.push_back(std::make_shared<CopyingReceiver>(number));
     return receivers;

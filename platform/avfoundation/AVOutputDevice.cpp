@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/avfoundation/AVOutputDevice.h"
 
+#include <fmt/format.h>
+
 #include <charconv>
 #include <optional>
 #include <string_view>
@@ -74,7 +76,7 @@ bool AVOutputDevice::supportsBufferedAirPlay() const noexcept {
 std::map<std::string, AVOutputDevice::Bytes> AVOutputDevice::airPlayProperties() const {
     Bytes record;
     for (const auto& [key, value] : receiver_->description().txt) {
-        const std::string entry = key + "=" + value;
+        const std::string entry = fmt::format("{}={}", key, value);
         record.push_back(
             static_cast<std::uint8_t>(entry.size())); // at most 255: whoever describes receivers sees to it
         record.insert(record.end(), entry.begin(), entry.end());

@@ -51,7 +51,7 @@ bool tellsOfChange(const inotify_event& event, const std::filesystem::path& file
 
 /// Takes in what there is; whether any of it is about `file`.
 bool takeEvents(int descriptor, const std::filesystem::path& file) {
-    alignas(inotify_event) std::array<std::byte, 4096> buffer;
+    alignas(inotify_event) std::array<std::byte, 4096> buffer{};
     bool changed = false;
     for (int round = 0; round < maximumReads; ++round) {
         const ssize_t size = read(descriptor, buffer.data(), buffer.size());

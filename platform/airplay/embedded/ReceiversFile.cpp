@@ -135,7 +135,7 @@ class Reader {
 
     std::filesystem::path file(const LocatedJson& object) {
         constexpr std::size_t longestPath = 4095;
-        const std::filesystem::path file =
+        std::filesystem::path file =
             (path_.parent_path() / text(object, "file", longestPath)).lexically_normal();
         const std::size_t offset = find(object, "file")->offset;
         require(file.has_filename(), offset, "\"file\" must name a file, not a directory");
