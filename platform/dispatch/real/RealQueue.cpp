@@ -47,8 +47,8 @@ struct RealQueue::Loop {
     std::atomic<bool> cancelled{false};    // written by anybody, read by the queue
 };
 
-RealQueue::RealQueue(std::string label, const Clock& clock, Runs runs)
-    : Queue(std::move(label)), loop_(std::make_shared<Loop>(clock)) {
+RealQueue::RealQueue(std::string label, const Clock& clock, Runs runs, RetiredThreads& retired)
+    : Queue(std::move(label)), loop_(std::make_shared<Loop>(clock)), retired_(retired) {
     if (runs == Runs::onCaller)
         return;
     thread_ = std::thread([this, loop = loop_] {
@@ -64,7 +64,7 @@ RealQueue::~RealQueue() {
     if (!thread_.joinable())
         return;
     if (isCurrent()) // destroyed by its own last piece of work: the thread ends when that returns
-        thread_.detach();
+        retired_.add(std::move(thread_));
     else
         thread_.join();
 }

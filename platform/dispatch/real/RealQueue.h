@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/dispatch/Queue.h"
+#include "platform/dispatch/real/RetiredThreads.h"
 
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/steady_timer.hpp>
@@ -18,7 +19,8 @@ class RealQueue final : public Queue {
   public:
     enum class Runs { onOwnThread, onCaller };
 
-    RealQueue(std::string label, const Clock& clock, Runs runs);
+    /// `clock` and `retired` outlive the queue's thread.
+    RealQueue(std::string label, const Clock& clock, Runs runs, RetiredThreads& retired);
     ~RealQueue() override;
 
     void async(Work work) override;
@@ -42,6 +44,7 @@ class RealQueue final : public Queue {
     static void armLoopTimer(const std::shared_ptr<Loop>& loop);
 
     const std::shared_ptr<Loop> loop_;
+    RetiredThreads& retired_;
     std::thread thread_;
 };
 

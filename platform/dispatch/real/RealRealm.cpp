@@ -20,14 +20,14 @@ class MonotonicClock final : public Clock {
 
 RealRealm::RealRealm()
     : clock_(std::make_unique<MonotonicClock>()),
-      mainQueue_(std::make_unique<RealQueue>("main", *clock_, RealQueue::Runs::onCaller)) {}
+      mainQueue_(std::make_unique<RealQueue>("main", *clock_, RealQueue::Runs::onCaller, retired_)) {}
 
-RealRealm::~RealRealm() = default;
+RealRealm::~RealRealm() { retired_.join(); }
 
 Queue& RealRealm::mainQueue() { return *mainQueue_; }
 
 std::unique_ptr<Queue> RealRealm::makeQueue(std::string label) {
-    return std::make_unique<RealQueue>(std::move(label), *clock_, RealQueue::Runs::onOwnThread);
+    return std::make_unique<RealQueue>(std::move(label), *clock_, RealQueue::Runs::onOwnThread, retired_);
 }
 
 std::shared_ptr<void> RealRealm::awaitOutside(std::string, std::function<bool()>) { return nullptr; }

@@ -2,13 +2,14 @@
 #pragma once
 
 #include "platform/dispatch/Realm.h"
+#include "platform/dispatch/real/RetiredThreads.h"
 
 namespace dispatch {
 
 class RealQueue;
 
 /// Real time: the machine's monotonic clock, a thread per queue, and the main queue on the thread that
-/// calls `run()`.
+/// calls `run()`. Its end waits for the last of these threads.
 class RealRealm final : public Realm {
   public:
     RealRealm();
@@ -27,6 +28,7 @@ class RealRealm final : public Realm {
 
   private:
     const std::unique_ptr<Clock> clock_;
+    RetiredThreads retired_;
     const std::unique_ptr<RealQueue> mainQueue_;
 };
 

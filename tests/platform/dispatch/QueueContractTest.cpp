@@ -181,6 +181,26 @@ TEST(RealQueueTest, manyThreadsMayUseOneQueueAtOnce) {
     queue->sync([&] { EXPECT_GE(counter, 16'000); });
 }
 
+TEST(RealQueueTest, theThreadOfAQueueThatWentByItsOwnWorkDoesNotOutliveTheRealm) {
+    static std::atomic<bool> threadEnded = false;
+    struct ThreadEnd {
+        ~ThreadEnd() { threadEnded = true; }
+    };
+    {
+        RealRealm realm;
+        const auto queue = std::make_shared<std::unique_ptr<Queue>>(realm.makeQueue("own"));
+        std::latch destroyed(1);
+        (*queue)->async([&queue = *queue, &destroyed] {
+            thread_local const ThreadEnd end;
+            static_cast<void>(end);
+            queue.reset();
+            destroyed.count_down();
+        });
+        destroyed.wait();
+    }
+    EXPECT_TRUE(threadEnded);
+}
+
 TEST(RealQueueTest, cancellingWhileCallersWaitReleasesThemAll) {
     RealRealm realm;
     for (int round = 0; round < 50; ++round) {
