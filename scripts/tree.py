@@ -5,7 +5,7 @@ import os
 import pathlib
 import sys
 
-FOLDERS = ("cmake", "platform", "ORBRouteService", "bench", "fuzz", "tests")
+FOLDERS = ("cmake", "platform", "ORBRouteService", "orbctl", "bench", "fuzz", "tests")
 
 
 def root():
