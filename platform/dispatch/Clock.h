@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 
@@ -28,9 +29,13 @@ using Date = std::chrono::sys_time<Nanoseconds>;
 /// A date before any that a clock can show: "never yet". Its distance to any other date fits `Nanoseconds`.
 inline constexpr Date distantPast{std::chrono::sys_days{std::chrono::year{1900} / 1 / 1}};
 
-/// Whole nanoseconds of a number of seconds, truncated towards zero.
+/// Whole nanoseconds of a number of seconds, truncated towards zero; no more than 100 years either way, which
+/// can be added to any instant; what is no number is none.
 constexpr Nanoseconds toNanoseconds(double seconds) {
-    return Nanoseconds{static_cast<std::int64_t>(seconds * 1e9)};
+    constexpr double most = 100 * 365.25 * 86400;
+    if (seconds != seconds)
+        return Nanoseconds{0};
+    return Nanoseconds{static_cast<std::int64_t>(std::clamp(seconds, -most, most) * 1e9)};
 }
 
 constexpr double toSeconds(Nanoseconds duration) { return Seconds{duration}.count(); }

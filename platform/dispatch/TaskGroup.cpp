@@ -5,7 +5,9 @@
 
 #include <boost/asio/bind_cancellation_slot.hpp>
 #include <boost/asio/co_spawn.hpp>
+#include <boost/asio/post.hpp>
 #include <boost/asio/this_coro.hpp>
+#include <boost/asio/use_awaitable.hpp>
 #include <boost/system/system_error.hpp>
 
 #include <utility>
@@ -16,6 +18,7 @@ namespace {
 /// Cancellation shows only where a task waits, as one type of exception.
 Task<> runMember(Task<> task) {
     co_await boost::asio::this_coro::throw_if_cancelled(false);
+    co_await boost::asio::post(boost::asio::use_awaitable); // out of the turn that starts it
     try {
         co_await std::move(task);
     } catch (const CancellationError&) {

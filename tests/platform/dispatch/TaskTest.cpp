@@ -67,6 +67,22 @@ TEST_F(TaskTest, cancellationEndsASleepAtOnceAndASleepThatBeginsAfterwards) {
     EXPECT_EQ(realm.armedTimers(), 0U);
 }
 
+Task<> tellAtOnce(TaskTest& test, std::string text) {
+    test.journal.push_back(std::move(text));
+    co_await throwIfCancelled();
+    test.journal.emplace_back("not cancelled");
+}
+
+TEST_F(TaskTest, aTaskBeginsAfterTheTurnThatStartsItAndMayBeCancelledBefore) {
+    onMain([&] {
+        tasks.spawn(tellAtOnce(*this, "task"));
+        journal.emplace_back("starter");
+        tasks.cancel();
+    });
+    realm.settle();
+    EXPECT_EQ(journal, (std::vector<std::string>{"starter", "task"}));
+}
+
 Task<> drainAndTell(TaskTest& test, TaskGroup& drained) {
     co_await drained.drain();
     test.journal.push_back("left: " + std::to_string(drained.running()));
