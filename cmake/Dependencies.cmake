@@ -13,6 +13,9 @@ find_package(benchmark 1.7 REQUIRED CONFIG)
 pkg_check_modules(sndfile REQUIRED IMPORTED_TARGET sndfile)
 pkg_check_modules(soxr REQUIRED IMPORTED_TARGET soxr)
 pkg_check_modules(sodium REQUIRED IMPORTED_TARGET libsodium)
+# libunistring describes itself to neither CMake nor pkg-config.
+find_library(UNISTRING_LIBRARY unistring REQUIRED)
+find_path(UNISTRING_INCLUDE_DIR unistr.h REQUIRED)
 
 # Asio's own non-template code is compiled once, in house_precompiled, instead of into every object file.
 add_library(house_asio INTERFACE)
@@ -32,6 +35,8 @@ house_dependency(fmt fmt::fmt)
 house_dependency(sndfile PkgConfig::sndfile)
 house_dependency(soxr PkgConfig::soxr)
 house_dependency(sodium PkgConfig::sodium)
+house_dependency(unistring ${UNISTRING_LIBRARY})
+target_include_directories(house_unistring SYSTEM INTERFACE ${UNISTRING_INCLUDE_DIR})
 house_dependency(cli CLI11::CLI11)
 house_dependency(gmock GTest::gmock)
 house_dependency(gmock_main GTest::gmock_main)

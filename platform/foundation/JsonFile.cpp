@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "platform/foundation/JsonFile.h"
 
+#include "platform/foundation/ExactJsonHandler.h"
+
 #include <fmt/format.h>
+#include <boost/json/basic_parser_impl.hpp>
 #include <boost/json/serialize.hpp>
-#include <boost/json/stream_parser.hpp>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -32,12 +34,12 @@ std::string describe(const path& file, const std::string& reason, std::size_t li
     throw JsonFileError(kind, file, std::generic_category().message(error));
 }
 
-/// At most one byte more than `limit`.
+/// The whole file; of one that is larger than `limit` as much as shows that it is.
 std::string readUpTo(std::size_t limit, int descriptor, const path& file) {
-    std::string text(limit + 1, '\0');
-    std::size_t filled = 0;
-    while (filled < text.size()) {
-        const ssize_t size = read(descriptor, text.data() + filled, text.size() - filled);
+    std::string text;
+    std::array<char, 16384> chunk{};
+    while (text.size() <= limit) {
+        const ssize_t size = read(descriptor, chunk.data(), chunk.size());
         if (size < 0 && errno == EINTR) {
             continue;
         }
@@ -47,9 +49,8 @@ std::string readUpTo(std::size_t limit, int descriptor, const path& file) {
         if (size == 0) {
             break;
         }
-        filled += static_cast<std::size_t>(size);
+        text.append(chunk.data(), static_cast<std::size_t>(size));
     }
-    text.resize(filled);
     return text;
 }
 
@@ -82,28 +83,53 @@ void requireReplaceable(const path& file) {
     }
 }
 
-/// Real numbers as people write them: 0.5, not 5E-1. What is a real number reads back as one.
-std::string memberText(const boost::json::value& value) {
-    const auto* number = value.if_double();
-    if (number == nullptr || !std::isfinite(*number)) {
-        return boost::json::serialize(value);
+std::string keyText(std::string_view key) { return boost::json::serialize(boost::json::string(key)) + ": "; }
+
+/// Real numbers as people write them: 0.5, not 5E-1. What is a real number reads back as one, also when it is
+/// beyond the range of double.
+std::string realText(double number) {
+    if (std::isinf(number)) {
+        return number > 0 ? "1e999" : "-1e999";
     }
-    const std::string text = fmt::format("{}", *number);
+    const std::string text = fmt::format("{}", number);
     return text.find_first_of(".e") == std::string::npos ? text + ".0" : text;
 }
 
-/// One member a line, for people who look in.
-std::string textOf(const boost::json::value& value) {
-    const auto* members = value.if_object();
-    if (members == nullptr || members->empty()) {
-        return boost::json::serialize(value) + "\n";
-    }
+/// On one line. The library's own would write an infinity as a word that no reader knows.
+std::string memberText(const boost::json::value& value) {
     std::string text;
-    for (const auto& [key, member] : *members) {
-        text += fmt::format("{}\n  {}: {}", text.empty() ? "{" : ",",
-                            boost::json::serialize(boost::json::string(key)), memberText(member));
+    if (const auto* number = value.if_double()) {
+        return realText(*number);
     }
-    return text + "\n}\n";
+    if (const auto* elements = value.if_array()) {
+        for (const auto& element : *elements) {
+            text += (text.empty() ? "" : ",") + memberText(element);
+        }
+        return "[" + text + "]";
+    }
+    if (const auto* members = value.if_object()) {
+        for (const auto& [key, member] : *members) {
+            text += (text.empty() ? "" : ",") + keyText(key) + memberText(member);
+        }
+        return "{" + text + "}";
+    }
+    return boost::json::serialize(value);
+}
+
+boost::json::value understand(std::string_view text, const path& file, JsonFileLimits limits) {
+    if (text.size() > limits.size) {
+        throw JsonFileError(Kind::malformed, file, fmt::format("is larger than {} bytes", limits.size));
+    }
+    return parseJsonText(text, file, limits);
+}
+
+/// One value that cannot be read back would cost the file all others.
+void requireLegible(std::string_view text, const path& file, JsonFileLimits limits) {
+    try {
+        understand(text, file, limits);
+    } catch (const JsonFileError& error) {
+        throw JsonFileError(Kind::unwritable, file, fmt::format("could not be read again: {}", error.what()));
+    }
 }
 
 /// A file beside `target` that disappears unless it takes its place.
@@ -175,19 +201,28 @@ JsonFileError::JsonFileError(Kind kind, std::filesystem::path file, const std::s
 boost::json::value parseJsonText(std::string_view text, const path& file, JsonFileLimits limits) {
     boost::json::parse_options options;
     options.max_depth = limits.depth;
-    boost::json::stream_parser parser({}, options);
+    boost::json::basic_parser<ExactJsonHandler> parser(options);
     boost::json::error_code error;
-    const std::size_t taken = parser.write_some(text.data(), text.size(), error);
+    const std::size_t taken = parser.write_some(false, text.data(), text.size(), error);
     if (!error && taken < text.size()) {
         throw malformedAt(text, taken, file, "text after the end of the value");
-    }
-    if (!error) {
-        parser.finish(error);
     }
     if (error) {
         throw malformedAt(text, taken, file, error.message());
     }
-    return parser.release();
+    return parser.handler().release();
+}
+
+std::string jsonFileText(const boost::json::value& value) {
+    const auto* members = value.if_object();
+    if (members == nullptr || members->empty()) {
+        return memberText(value) + "\n";
+    }
+    std::string text;
+    for (const auto& [key, member] : *members) {
+        text += (text.empty() ? "{\n  " : ",\n  ") + keyText(key) + memberText(member);
+    }
+    return text + "\n}\n";
 }
 
 JsonFile::JsonFile(std::filesystem::path path, JsonFileLimits limits)
@@ -205,17 +240,15 @@ std::optional<boost::json::value> JsonFile::read() const {
         failWith(Kind::unreadable, path_, errno);
     }
     requireReadable(descriptor.get(), path_);
-    const std::string text = readUpTo(limits_.size, descriptor.get(), path_);
-    if (text.size() > limits_.size) {
-        throw JsonFileError(Kind::malformed, path_, fmt::format("is larger than {} bytes", limits_.size));
-    }
-    return parseJsonText(text, path_, limits_);
+    return understand(readUpTo(limits_.size, descriptor.get(), path_), path_, limits_);
 }
 
 void JsonFile::replace(const boost::json::value& value) const {
     requireReplaceable(path_);
+    const std::string text = jsonFileText(value);
+    requireLegible(text, path_, limits_);
     Replacement replacement(path_);
-    replacement.write(textOf(value));
+    replacement.write(text);
     replacement.commit();
 }
 

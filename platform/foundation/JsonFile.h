@@ -21,7 +21,8 @@ class JsonFileError final : public std::runtime_error {
   public:
     enum class Kind {
         unreadable, ///< the system does not let us read it, or it is no regular file
-        unwritable, ///< the system does not let us write it, or nobody may (a mode without w binds root too)
+        unwritable, ///< the system does not let us write it, or nobody may (a mode without w binds root too),
+                    ///< or it could not be read again
         malformed,  ///< it is no JSON, too deep, or too large
     };
 
@@ -65,7 +66,8 @@ class JsonFile {
 
     /// Replaces the file, or creates it, mode 0600; on the disk before this returns. A file that nobody may
     /// write (by its mode) is left alone, although renaming would not need that right. A symbolic link is
-    /// itself replaced. Takes no lock. Throws JsonFileError; the file is then as it was.
+    /// itself replaced. Takes no lock. Throws JsonFileError, also for what `read` would refuse (too large,
+    /// too deep, texts that are no UTF-8); the file is then as it was.
     void replace(const boost::json::value& value) const;
 
     /// Makes a new value of the old one (nullopt: no file); nullopt leaves the file as it is.
@@ -83,8 +85,12 @@ class JsonFile {
     JsonFileLimits limits_;
 };
 
-/// The JSON value that `text` is; `path` stands in the error. Throws JsonFileError.
+/// The JSON value that `text` is, real numbers to the bit; `path` stands in the error. Throws JsonFileError.
 boost::json::value parseJsonText(std::string_view text, const std::filesystem::path& path,
                                  JsonFileLimits limits = {});
+
+/// What `JsonFile::replace` writes: members of the outermost object on lines of their own, for people who
+/// look in.
+std::string jsonFileText(const boost::json::value& value);
 
 } // namespace foundation

@@ -63,7 +63,7 @@ std::optional<PreferenceValue> preferenceOf(const boost::json::value& value) {
         case boost::json::kind::uint64:
             return static_cast<double>(value.get_uint64());
         case boost::json::kind::double_:
-            return value.get_double();
+            return std::isfinite(value.get_double()) ? std::optional(value.get_double()) : std::nullopt;
         case boost::json::kind::string:
             return std::string(value.get_string());
         default:
@@ -85,7 +85,7 @@ const char* kindOf(const boost::json::value& value) {
         case boost::json::kind::uint64:
             return "an integer";
         case boost::json::kind::double_:
-            return "a real number";
+            return std::isfinite(value.get_double()) ? "a real number" : "a number beyond all bounds";
         case boost::json::kind::string:
             return "a text";
         case boost::json::kind::array:

@@ -16,8 +16,8 @@ namespace foundation {
 using PreferenceValue = std::variant<bool, std::int64_t, double, std::string>;
 using PreferenceValues = std::map<std::string, PreferenceValue, std::less<>>;
 
-/// nullopt for what is neither boolean nor number nor text. An integer beyond std::int64_t becomes a real
-/// number.
+/// nullopt for what is neither boolean nor number nor text, and for a number beyond the range of double. An
+/// integer beyond std::int64_t becomes a real number.
 std::optional<PreferenceValue> preferenceOf(const boost::json::value& value);
 boost::json::value jsonOf(const PreferenceValue& value);
 

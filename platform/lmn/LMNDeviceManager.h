@@ -19,6 +19,9 @@ class LMNDeviceManager {
   public:
     LMNDeviceManager(const foundation::RuntimeDirectory& runtimeDirectory, dispatch::Queue& mainQueue);
 
+    /// The one of the process, see `foundation::SharedInstance`; nullptr when there is none.
+    static LMNDeviceManager* sharedDeviceManager();
+
     /// The device of that UID; nullptr when there is none, when it is hidden and this process has not adopted
     /// or allowed it, or when it has no channels on the side asked for.
     std::shared_ptr<LMNDevice> deviceWithDeviceUID(std::string_view uid, bool input);
@@ -27,8 +30,7 @@ class LMNDeviceManager {
     void adoptHiddenDevice(std::string_view uid) { allowHiddenDevice(uid); }
     void allowHiddenDevice(std::string_view uid);
 
-    /// A byte string from which every process of the user can make the device: a JSON object with "version"
-    /// (1), "uid", "name", "hidden", "airPlay", "inputChannels", "outputChannels".
+    /// A byte string from which every process of the user can make the device (see `archiveOf`).
     std::string archiveForDevice(const LMNDevice& device) const;
 
     /// The archive of a device that need not exist yet.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/airplay/embedded/LocatedJson.h"
 
-#include <boost/json/parse.hpp>
+#include "platform/foundation/JsonFile.h"
 
 #include <utility>
 
@@ -63,7 +63,8 @@ class Walk {
         at_ = text_[begin] == '"' ? endOfString() : text_.find_first_of(" \t\r\n,:]}", begin);
         const std::string_view token = text_.substr(begin, at_ - begin);
         at_ = begin + token.size(); // the last token ends with the text
-        return {.value = boost::json::parse(token), .offset = begin, .elements = {}, .members = {}};
+        return {
+            .value = foundation::parseJsonText(token, {}), .offset = begin, .elements = {}, .members = {}};
     }
 
     std::size_t endOfString() const {

@@ -138,7 +138,8 @@ class Reader {
         std::filesystem::path file =
             (path_.parent_path() / text(object, "file", longestPath)).lexically_normal();
         const std::size_t offset = find(object, "file")->offset;
-        require(file.has_filename(), offset, "\"file\" must name a file, not a directory");
+        const bool isDirectory = !file.has_filename() || file.filename() == "." || file.filename() == "..";
+        require(!isDirectory, offset, "\"file\" must name a file, not a directory");
         require(files_.insert(file).second, offset, "\"file\" is given to two receivers");
         return file;
     }

@@ -19,6 +19,7 @@ namespace json = boost::json;
 static_assert(std::endian::native == std::endian::little, "samples travel in the order of this machine");
 
 constexpr std::uint32_t maximumChannels = 32;
+constexpr std::size_t longestQuote = 64; // bytes: the answer is no longer than a line may be
 
 json::object parseLine(std::string_view line) {
     try {
@@ -40,7 +41,9 @@ PlayerSampleType decodeSampleType(std::string_view name) {
         return PlayerSampleType::float32;
     if (name == "int16")
         return PlayerSampleType::int16;
-    throw PlayerProtocolError(fmt::format("sample type \"{}\" is neither \"float32\" nor \"int16\"", name));
+    const std::string quoted =
+        name.size() <= longestQuote ? fmt::format("\"{}\"", name) : fmt::format("of {} bytes", name.size());
+    throw PlayerProtocolError(fmt::format("sample type {} is neither \"float32\" nor \"int16\"", quoted));
 }
 
 void checkFormat(const PlayerHello& hello) {

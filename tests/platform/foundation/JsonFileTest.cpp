@@ -4,6 +4,7 @@
 
 #include <sys/stat.h>
 
+#include <limits>
 #include <thread>
 
 namespace foundation {
@@ -68,9 +69,11 @@ TEST(JsonFileTest, whatIsNoReadableFileIsAnErrorAndWhatIsNotThereIsNothing) {
 TEST(JsonFileTest, aReplacedFileReadsBackIsPrivateAndLeavesNothingBeside) {
     const TemporaryDirectory root;
     const JsonFile file(root / "file.json");
-    const boost::json::value value{
-        {"whole", 3.0}, {"small", 1e-300}, {"int", -7},        {"t\"\n\xC3\xBC", "x\ty"},
-        {"b", true},    {"null", nullptr}, {"list", {1, 2.5}}, {"object", {{"a", 1}}}};
+    constexpr double infinity = std::numeric_limits<double>::infinity(); // what 1e999 is read as
+    const boost::json::value value{{"whole", 3.0},      {"small", 1e-300},     {"long", 0.9303381542885225},
+                                   {"single", 0.0002F}, {"int", -7},           {"t\"\n\xC3\xBC", "x\ty"},
+                                   {"b", true},         {"null", nullptr},     {"list", {1, -infinity}},
+                                   {"huge", infinity},  {"object", {{"a", 1}}}};
     file.replace("old");
     chmod(file.path().c_str(), 0644);
     file.replace(value);
@@ -89,6 +92,14 @@ TEST(JsonFileTest, aFileThatCannotBeReplacedIsLeftAsItWas) {
     EXPECT_THROW(readOnly.replace("new"), JsonFileError);
     EXPECT_EQ(readFile(readOnly.path()), "\"kept\"\n");
     EXPECT_THROW(JsonFile(root / "no/such/file").replace("new"), JsonFileError);
+    const JsonFile small(root / "file.json", {.size = 60, .depth = 3});
+    chmod(small.path().c_str(), 0600);
+    const std::string large(59, 'x');
+    for (const boost::json::value& unreadable :
+         {boost::json::value(large), boost::json::value("\xFF"), boost::json::parse("[[[[1]]]]")}) {
+        EXPECT_THROW(small.replace(unreadable), JsonFileError) << "no reader would take " << unreadable;
+    }
+    EXPECT_EQ(readFile(small.path()), "\"kept\"\n");
     EXPECT_EQ(std::distance(fs::directory_iterator(root.path()), {}), 1);
 }
 

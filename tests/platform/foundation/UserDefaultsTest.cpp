@@ -112,6 +112,7 @@ TEST_F(UserDefaultsTest, valuesConvertOrGiveWayToTheRegisteredDefaultWithOneRepo
         {"0.0", 0.0, 0, false, "0"},
         {"1e300", 1e300, nullopt, true, "1e+300"},
         {"18446744073709551615", 18446744073709551616.0, nullopt, true, "1.8446744073709552e+19"},
+        {"1e999", nullopt, nullopt, nullopt, nullopt},
         {R"("9223372036854775807")", 9223372036854775808.0, std::numeric_limits<std::int64_t>::max(), true,
          "9223372036854775807"},
         {R"("0.5")", 0.5, 0, true, "0.5"},

@@ -55,6 +55,7 @@ TEST(PlayerProtocolTest, aBadHelloIsRefusedByItsFault) {
         {R"({"version":1,"name":7,"format":{"sampleType":"int16","sampleRate":44100,"channels":2}})", wanted},
         {hello(R"("sampleRate":44100,"channels":2)"), wanted},
         {hello(R"("sampleType":"float64","sampleRate":44100,"channels":2)"), "\"float64\" is neither"},
+        {hello(R"("sampleType":")" + std::string(4000, 'x') + '"'), "sample type of 4000 bytes is neither"},
         {hello(R"("sampleType":"int16","sampleRate":"44100","channels":2)"), wanted},
         {hello(R"("sampleType":"int16","sampleRate":48000,"channels":2)"), "44100 Hz, not at 48000"},
         {hello(R"("sampleType":"int16","sampleRate":44100.5,"channels":2)"), "44100 Hz, not at 44100.5"},
@@ -69,6 +70,7 @@ TEST(PlayerProtocolTest, aBadHelloIsRefusedByItsFault) {
             ADD_FAILURE() << "accepted: " << bad.line;
         } catch (const PlayerProtocolError& error) {
             EXPECT_THAT(error.what(), HasSubstr(bad.fault)) << bad.line;
+            EXPECT_LE(encodeAnswer(error.what()).size(), longestHello) << "no player takes in that answer";
         }
     }
 }
