@@ -3,6 +3,7 @@
 
 #include "ORBRouteService/log/ORBDebugLog.h"
 
+#include "platform/foundation/SharedInstance.h"
 #include "platform/lmn/LMNTapConfig.h"
 
 #include <algorithm>
@@ -40,6 +41,8 @@ ORBManager::ORBManager(const ORBManagerContext& context)
         });
     reloadFromDefaults();
 }
+
+ORBManager* ORBManager::shared() { return foundation::SharedInstance<ORBManager>::get(); }
 
 void ORBManager::setRenderLatency(double seconds) {
     if (!std::isfinite(seconds)) {

@@ -43,6 +43,9 @@ class ORBManager {
     ORBManager(const ORBManager&) = delete;
     ORBManager& operator=(const ORBManager&) = delete;
 
+    /// The one of the process, see `foundation::SharedInstance`; nullptr when there is none. Any thread.
+    static ORBManager* shared();
+
     /// Seconds by which rendering runs behind capture.
     double renderLatency() const { return renderLatency_.load(); }
     void setRenderLatency(double seconds);

@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: MIT
+#include "platform/foundation/coding/TaggedUnion.h"
+#include "tests/platform/foundation/coding/decodingFailure.h"
+
+#include <gtest/gtest.h>
+
+#include <variant>
+#include <vector>
+
+namespace foundation {
+
+struct Item {
+    static constexpr std::string_view caseName = "item";
+    Data data;
+    std::optional<std::string> name;
+
+    auto operator<=>(const Item&) const = default;
+};
+
+struct Items {
+    static constexpr std::string_view caseName = "items";
+    std::set<Item> items;
+
+    bool operator==(const Items&) const = default;
+};
+
+struct Nothing {
+    static constexpr std::string_view caseName = "nothing";
+
+    bool operator==(const Nothing&) const = default;
+};
+
+template <>
+struct Coding<Item> : StructCoding<Item> {
+    static constexpr std::tuple fields{Field{"data", &Item::data}, Field{"name", &Item::name}};
+};
+template <>
+struct Coding<Items> : StructCoding<Items> {
+    static constexpr std::tuple fields{Field{"items", &Items::items}};
+};
+template <>
+struct Coding<Nothing> : StructCoding<Nothing> {
+    static constexpr std::tuple<> fields{};
+};
+
+namespace {
+
+using Union = std::variant<Item, Items, Nothing>;
+
+TEST(CodingTest, valuesAreWrittenByteForByteAndReadBack) {
+    const std::vector<std::pair<Union, std::string>> forms{
+        {Item{Data{"foo"}, {}}, R"({"item":{"data":"Zm9v"}})"},
+        {Item{Data{}, "a/\"ü\n"}, R"({"item":{"data":"","name":"a/\"ü\n"}})"},
+        {Items{}, R"({"items":{"items":[]}})"},
+        {Items{{{Data{"b"}, {}}, {Data{"a"}, "2"}, {Data{"a"}, "1"}}},
+         R"({"items":{"items":[{"data":"YQ==","name":"1"},{"data":"YQ==","name":"2"},{"data":"Yg=="}]}})"},
+        {Nothing{}, R"({"nothing":{}})"}};
+    for (const auto& [value, text] : forms) {
+        EXPECT_EQ(encodeJSON(value), text);
+        EXPECT_EQ(decodeJSON<Union>(text), value);
+    }
+}
+
+TEST(CodingTest, otherWritersMayOrderAddEscapeRepeatAndWriteNull) {
+    const std::vector<std::pair<std::string, Union>> forms{
+        {R"( {"item" : {"name":null, "new":[{}], "data":"\u005am9v"}, "later":1} )", Item{Data{"foo"}, {}}},
+        {R"({"item":{"name":"a\/b","data":"+\/\/+"}})", Item{Data{"\xFB\xFF\xFE"}, "a/b"}},
+        {R"({"items":{"items":[{"data":"YQ=="},{"data":"YQ==","name":null},{"name":"1","data":"YQ=="}]}})",
+         Items{{{Data{"a"}, {}}, {Data{"a"}, "1"}}}},
+        {R"({"item":3,"item":{"data":""}})", Item{}},
+        {R"({"nothing":{"item":{}}})", Nothing{}}};
+    for (const auto& [text, value] : forms)
+        EXPECT_EQ(decodeJSON<Union>(text), value) << text;
+}
+
+TEST(CodingTest, aFailureTellsItsKindAndPlace) {
+    const std::string wrongCount = "type mismatch: Invalid number of keys found, expected one.";
+    const std::vector<std::pair<std::string, std::string>> failures{
+        {R"({})", wrongCount},
+        {R"({"unknown":{}})", wrongCount},
+        {R"({"Item":{"data":""}})", wrongCount},
+        {R"({"item":{"data":""},"items":{"items":[]}})", wrongCount},
+        {R"({"nothing":null,"item":{"data":""}})", wrongCount},
+        {R"([{"nothing":{}}])", "type mismatch: Expected an object, found an array."},
+        {R"(null)", "value not found: Expected an object, found null."},
+        {R"({"nothing":[]})", "type mismatch at nothing: Expected an object, found an array."},
+        {R"({"item":{"name":"x"}})", "key not found at item: No value for the key \"data\"."},
+        {R"({"item":{"data":null}})", "value not found at item.data: Expected a text, found null."},
+        {R"({"item":{"data":"","name":1}})",
+         "type mismatch at item.name: Expected a text, found an integer."},
+        {R"({"items":{"items":{}}})", "type mismatch at items.items: Expected an array, found an object."},
+        {R"({"items":{"items":[{"data":""},{"data":"A"}]}})",
+         "data corrupted at items.items[1].data: The text is not Base64."}};
+    for (const auto& [text, failure] : failures)
+        EXPECT_EQ(decodingFailure<Union>(text), failure) << text;
+    EXPECT_EQ(decodingFailure<UUID>(R"("3F2504E0")"), "data corrupted: The text is not a UUID.");
+    EXPECT_EQ(decodingFailure<bool>("1"), "type mismatch: Expected a boolean, found an integer.");
+}
+
+TEST(CodingTest, anIntegerIsOneHoweverItIsWrittenAndOnlyWithinItsRange) {
+    EXPECT_EQ(decodeJSON<std::int64_t>("-9223372036854775808"), INT64_MIN);
+    EXPECT_EQ(decodeJSON<std::int64_t>("3.0"), 3);
+    for (const char* text : {"9223372036854775808", "1e30", "3.5", "true", "\"3\"", "null"})
+        EXPECT_NE(decodingFailure<std::int64_t>(text), "read") << text;
+}
+
+} // namespace
+} // namespace foundation
