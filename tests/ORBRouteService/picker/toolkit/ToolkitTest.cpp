@@ -1,0 +1,236 @@
+// SPDX-License-Identifier: MIT
+#include "ORBRouteService/picker/toolkit/AXPermissions.h"
+#include "ORBRouteService/picker/toolkit/AXSearch.h"
+#include "ORBRouteService/picker/toolkit/AXValueMatching.h"
+
+#include "platform/accessibility/embedded/EmbeddedAccessibility.h"
+#include "platform/dispatch/TaskGroup.h"
+#include "platform/dispatch/virtual/VirtualRealm.h"
+
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <cmath>
+
+namespace orb {
+namespace {
+
+using namespace accessibility;
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+AXTreeElement& addText(AXTreeElement& parent, const std::string& value) {
+    AXTreeElement& element = parent.add("AXStaticText");
+    element.set(AXValueAttribute, value);
+    return element;
+}
+
+/// A table with a row for each name: an image, the name, a check box.
+AXTreeElement& addTable(AXTreeElement& parent, const std::vector<std::string>& names) {
+    AXTreeElement& table = parent.add("AXTable");
+    std::vector<const AXTreeElement*> rows;
+    for (const std::string& name : names) {
+        AXTreeElement& row = table.add("AXRow");
+        AXTreeElement& cell = row.add("AXCell");
+        cell.add("AXImage");
+        addText(cell, name);
+        cell.add("AXCheckBox").set(AXValueAttribute, std::int64_t{0});
+        rows.push_back(&row);
+    }
+    table.setList(AXRows, rows);
+    return table;
+}
+
+std::vector<std::string> labels(const std::vector<PickerRow>& rows) {
+    std::vector<std::string> names;
+    for (const PickerRow& row : rows) {
+        names.push_back(row.label);
+    }
+    return names;
+}
+
+TEST(AXSearchTest, aMatchedSubtreeIsSearchedOnlyWhenAskedAndSiblingsComeLastFirst) {
+    AXTreeElement root("AXWindow");
+    AXTreeElement& outer = root.add("AXTable");
+    const AXUIElement inner = outer.add("AXTable").handle();
+    const AXUIElement last = root.add("AXTable").handle();
+    EXPECT_THAT(findElements(root.handle(), "AXTable", MatchedSubtrees::skip),
+                ElementsAre(last, outer.handle()));
+    EXPECT_THAT(findElements(root.handle(), "AXTable", MatchedSubtrees::search),
+                ElementsAre(last, outer.handle(), inner));
+}
+
+TEST(AXSearchTest, anElementIsFoundByTitleDescriptionOrTextDownToTheTwentiethLevel) {
+    for (const int level : {0, 1, 20, 21}) {
+        AXTreeElement root("AXWindow");
+        AXTreeElement* element = &root;
+        for (int i = 0; i < level; ++i) {
+            element = &element->add("AXGroup");
+        }
+        for (const std::string_view attribute : {AXTitle, AXDescription, AXValueAttribute}) {
+            element->set(attribute, std::string("OK"));
+            const auto found = findElement(root.handle(), "OK");
+            EXPECT_EQ(found.has_value(), level <= 20) << level;
+            EXPECT_TRUE(!found || *found == element->handle());
+            element->set(attribute, std::int64_t{1});
+            EXPECT_FALSE(findElement(root.handle(), "1")) << "a number is no text";
+            element->clear(attribute);
+        }
+    }
+    AXTreeElement root("AXWindow");
+    AXTreeElement& group = root.add("AXGroup");
+    group.add("AXButton").set(AXTitle, std::string("OK"));
+    EXPECT_FALSE(findElement(root.handle(), "OK", 0, {group.handle()}));
+    const AXUIElement later = addText(root, "OK").handle();
+    EXPECT_EQ(findElement(root.handle(), "OK", 0, {group.handle()}), later);
+}
+
+TEST(AXSearchTest, rowsThatAreNoDevicesAreLeftOutAndOnlyTheFirstTableCounts) {
+    AXTreeElement root("AXWindow");
+    EXPECT_THAT(tableRows(root.handle()), IsEmpty());
+    addTable(root, {"of the other table"});
+    AXTreeElement& table = addTable(root, {"Kitchen", "", "Bath", "Hall", "Attic"});
+    const auto& rows = table.children();
+    rows[2]->children()[0]->remove(*rows[2]->children()[0]->children()[2]);
+    rows[3]->children()[0]->children()[1]->set(AXValueAttribute, std::int64_t{3});
+    rows[4]->removeAll();
+    EXPECT_THAT(labels(tableRows(root.handle())), ElementsAre("Kitchen", ""));
+    EXPECT_THAT(tableRows(root.handle())[0].cellElements, SizeIs(3));
+    table.clear(AXRows);
+    EXPECT_THAT(tableRows(root.handle()), IsEmpty());
+}
+
+TEST(AXSearchTest, anElementThatHasGoneReadsAsEmptyAndIsEqualToItselfOnly) {
+    AXTreeElement root("AXWindow");
+    const AXUIElement gone = addText(root, "text").handle();
+    const AXUIElement other = root.add("AXGroup").handle();
+    EXPECT_EQ(gone, root.children()[0]->handle());
+    root.removeAll();
+    EXPECT_FALSE(stringValue(gone));
+    EXPECT_EQ(role(gone), "");
+    EXPECT_THAT(children(gone), IsEmpty());
+    press(gone);
+    EXPECT_NE(gone, other);
+}
+
+TEST(AXSearchTest, readsPerElementStayBoundedOnWideAndDeepTrees) {
+    for (const std::uint64_t size : {10U, 1000U, 100'000U}) {
+        for (const bool isChain : {false, true}) {
+            AXReadCounts counts;
+            AXTreeElement root("AXWindow");
+            root.countReads(&counts);
+            AXTreeElement* parent = &root;
+            for (std::uint64_t i = 1; i < size; ++i) {
+                AXTreeElement& added = parent->add("AXGroup");
+                parent = isChain ? &added : parent;
+            }
+            findElements(root.handle(), "AXCheckBox", MatchedSubtrees::search);
+            EXPECT_EQ(counts.of(AXRole), size);
+            EXPECT_EQ(counts.of(AXChildren), size);
+            EXPECT_EQ(counts.total(), 2 * size);
+            counts.reset();
+            findElement(root.handle(), "nothing");
+            EXPECT_LE(counts.total(), 4 * (isChain ? std::min<std::uint64_t>(size, 21) : size));
+        }
+    }
+}
+
+TEST(AXSearchTest, theRowsOfOneTableAreReadOnceEach) {
+    AXReadCounts counts;
+    AXTreeElement root("AXWindow");
+    root.countReads(&counts);
+    addTable(root, std::vector<std::string>(1000, "Kitchen"));
+    EXPECT_THAT(tableRows(root.handle()), SizeIs(1000));
+    EXPECT_EQ(counts.of(AXRows), 1U);
+    EXPECT_EQ(counts.of(AXChildren), 1 + 2 * 1000U);
+    EXPECT_EQ(counts.of(AXValueAttribute), 1000U);
+}
+
+class OwnProcessTest : public testing::Test {
+  public:
+    dispatch::Task<> lookFor(std::string text) { found = co_await findOwnWindow(platform, std::move(text)); }
+    dispatch::Task<> getPermissions() {
+        try {
+            co_await permissions.AXProcessGetPermissions();
+            outcome = "granted";
+        } catch (const std::exception& error) {
+            outcome = error.what();
+        }
+    }
+    void run(dispatch::Task<> task) {
+        realm.mainQueue().sync([&] { tasks.spawn(std::move(task)); });
+        realm.settle();
+    }
+
+    dispatch::VirtualRealm realm;
+    dispatch::TaskGroup tasks{realm.mainQueue()};
+    EmbeddedAccessibility platform;
+    AXPermissions permissions{platform};
+    std::optional<AXUIElement> found;
+    std::string outcome = "waiting";
+};
+
+TEST_F(OwnProcessTest, aWindowIsKnownByTheValueOfADirectChildOnly) {
+    AXTreeElement& application = platform.application(getpid());
+    addText(application.add("AXMenuBar"), "wanted");
+    addText(application.add("AXWindow").add("AXGroup"), "wanted");
+    run(lookFor("wanted"));
+    EXPECT_FALSE(found);
+    AXTreeElement& window = application.add("AXWindow");
+    addText(window, "other");
+    addText(window, "wanted");
+    addText(platform.application(getpid() + 1).add("AXWindow"), "foreign");
+    run(lookFor("wanted"));
+    EXPECT_EQ(found, window.handle());
+    run(lookFor("foreign"));
+    EXPECT_FALSE(found);
+}
+
+TEST_F(OwnProcessTest, permissionIsAskedForUntilGrantedAndThenWaitedForWithoutAsking) {
+    platform.setTrusted(false);
+    for (int asked = 1; asked <= 2; ++asked) {
+        run(getPermissions());
+        EXPECT_EQ(outcome, "accessibilityProcessNotTrusted");
+        EXPECT_EQ(platform.prompts(), asked);
+    }
+    platform.setTrusted(true);
+    run(getPermissions());
+    EXPECT_EQ(outcome, "granted");
+
+    platform.setTrusted(false);
+    outcome = "waiting";
+    run(getPermissions());
+    realm.advanceBy(1h);
+    EXPECT_EQ(outcome, "waiting");
+    platform.setTrusted(true);
+    realm.advanceBy(1s);
+    EXPECT_EQ(outcome, "granted");
+    EXPECT_EQ(platform.prompts(), 3);
+
+    platform.setTrusted(false);
+    run(getPermissions());
+    realm.mainQueue().sync([&] { tasks.cancel(); });
+    realm.settle();
+    EXPECT_EQ(outcome, "cancelled");
+}
+
+TEST(AXValueMatchingTest, comparesOnlyValuesOfItsOwnType) {
+    const AXValueMatching one(std::int64_t{1});
+    EXPECT_TRUE(one.isEqualToOtherValue(AXValue(std::int64_t{1})));
+    EXPECT_TRUE(one.isEqualToOtherValue(AXValue(1.0)));
+    EXPECT_TRUE(one.isEqualToOtherValue(AXValue(true)));
+    for (const AXValue& other : {AXValue(1.5), AXValue(std::nan("")), AXValue(1e300),
+                                 AXValue(std::string("1")), AXValue(AXElements{})}) {
+        EXPECT_FALSE(one.isEqualToOtherValue(other));
+    }
+    EXPECT_FALSE(one.isEqualToOtherValue(std::nullopt));
+    const AXValueMatching on(std::string("On"));
+    EXPECT_TRUE(on.isEqualToOtherValue(AXValue(std::string("On"))));
+    EXPECT_FALSE(on.isEqualToOtherValue(AXValue(std::string("on"))));
+    EXPECT_FALSE(AXValueMatching(std::string("1")).isEqualToOtherValue(AXValue(std::int64_t{1})));
+}
+
+} // namespace
+} // namespace orb
