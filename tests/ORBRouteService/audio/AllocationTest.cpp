@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/dispatch/real/RealRealm.h"
-#include "tests/ORBRouteService/audio/MirrorWorld.h"
-#include "tests/platform/lmn/LMNTestWorld.h"
+#include "tests/ORBRouteService/audio/ThreadedMirrorWorld.h"
 #include "tests/support/AllocationCounter.h"
 
 #include <gmock/gmock.h>
@@ -89,15 +87,7 @@ TEST(AllocationTest, aTapCallbackOrAnIOCycleAllocatesMoreThanAChunksSampleBuffer
     }
     EXPECT_THAT(steady.chunk, testing::ElementsAre(perChunk, perChunk, perChunk, perChunk));
     EXPECT_THAT(resynchronising.chunk, testing::ElementsAre(perChunk, perChunk));
-    // The device may still be held by the feeding; the world goes after it.
-    const std::weak_ptr<ORBMirrorDevice> device = world->mirrorReference();
-    realm.mainQueue().async([&] { world->mirrorReference().reset(); });
-    ASSERT_TRUE(lmn::runUntil(realm, [&] { return device.expired() && world->countLines("deinit") == 1; }));
-    realm.mainQueue().async([&] {
-        world.reset();
-        realm.stop();
-    });
-    realm.run();
+    EXPECT_TRUE(takeDown(realm, world));
 }
 
 } // namespace

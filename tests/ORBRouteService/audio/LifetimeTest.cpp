@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/dispatch/real/RealRealm.h"
-#include "tests/ORBRouteService/audio/MirrorWorld.h"
-#include "tests/platform/lmn/LMNTestWorld.h"
+#include "tests/ORBRouteService/audio/ThreadedMirrorWorld.h"
 
 #include <gmock/gmock.h>
 
@@ -127,13 +125,7 @@ TEST(ThreadedDestructionTest, racesWithTheRendererQueue) {
             }
             world->mirrorReference().reset();
         });
-        // A pass of the feeding may have held the device; then it goes with a later turn of the main queue.
-        ASSERT_TRUE(lmn::runUntil(realm, [&] { return world->countLines("ORBMirrorDevice deinit") == 1; }));
-        realm.mainQueue().async([&] {
-            world.reset();
-            realm.stop();
-        });
-        realm.run();
+        EXPECT_TRUE(takeDown(realm, world));
     }
 }
 
