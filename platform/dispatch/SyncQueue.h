@@ -39,9 +39,9 @@ class ORB_CAPABILITY("queue") SyncQueue {
     class CurrentScope {
       public:
         explicit CurrentScope(std::atomic<std::thread::id>& current) : current_(current) {
-            current_ = std::this_thread::get_id();
+            current_.store(std::this_thread::get_id());
         }
-        ~CurrentScope() { current_ = std::thread::id{}; }
+        ~CurrentScope() { current_.store(std::thread::id{}); }
         CurrentScope(const CurrentScope&) = delete;
         CurrentScope& operator=(const CurrentScope&) = delete;
 
