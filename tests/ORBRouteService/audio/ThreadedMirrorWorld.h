@@ -9,8 +9,8 @@
 
 namespace orb {
 
-/// Lets go of a world's mirror device on the main queue, and of the world once the device has gone: a pass of the
-/// feeding may have held it until a later turn. Whether it went.
+/// Lets go of a world's mirror device on the main queue, and of the world once the device has gone: a pass of
+/// the feeding may have held it until a later turn. Whether it went.
 inline bool takeDown(dispatch::RealRealm& realm, std::unique_ptr<MirrorWorld>& world) {
     realm.mainQueue().async([&] { world->mirrorReference().reset(); });
     const bool hasGone =

@@ -4,11 +4,10 @@
 #include "platform/foundation/JsonFile.h"
 #include "platform/foundation/UserDefaults.h"
 #include "tests/platform/foundation/TemporaryDirectory.h"
+#include "tests/support/PeerProcess.h"
 
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-
+#include <csignal>
+#include <utility>
 #include <vector>
 
 namespace foundation {
@@ -17,54 +16,17 @@ namespace {
 using namespace std::chrono_literals;
 
 /// A `foundation_peer` that has said that it listens.
-class Peer {
+class Peer : public support::PeerProcess {
   public:
-    explicit Peer(std::vector<std::string> arguments) {
-        int ends[2];
-        if (pipe(ends) != 0) {
-            throw std::runtime_error("no pipe");
-        }
-        const FileDescriptor output(ends[0]);
-        FileDescriptor input(ends[1]);
-        arguments.insert(arguments.begin(), HOUSE_BIN_DIR "/foundation_peer");
-        std::vector<char*> raw;
-        for (std::string& argument : arguments) {
-            raw.push_back(argument.data());
-        }
-        raw.push_back(nullptr);
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_adddup2(&actions, input.get(), STDOUT_FILENO);
-        if (posix_spawn(&process_, raw[0], &actions, nullptr, raw.data(), environ) != 0) {
-            process_ = -1;
-        }
-        posix_spawn_file_actions_destroy(&actions);
-        input.reset();
-        char byte = 0;
-        if (read(output.get(), &byte, 1) != 1) {
-            ADD_FAILURE() << "the peer did not start";
-        }
-    }
-    Peer(const Peer&) = delete;
-    Peer& operator=(const Peer&) = delete;
-    ~Peer() {
-        if (process_ > 0) {
-            kill(process_, SIGKILL);
-            end();
-        }
-    }
-
-    void killNow() { kill(process_, SIGKILL), end(); }
-
-    /// Waits for its end; 0 for a good one.
-    int end() {
-        int status = -1;
-        waitpid(std::exchange(process_, -1), &status, 0);
-        return status;
+    explicit Peer(std::vector<std::string> arguments) : PeerProcess(command(std::move(arguments))) {
+        EXPECT_EQ(line(), "ready");
     }
 
   private:
-    pid_t process_ = -1;
+    static std::vector<std::string> command(std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), HOUSE_BIN_DIR "/foundation_peer");
+        return arguments;
+    }
 };
 
 class TwoProcessTest : public testing::Test {
@@ -93,7 +55,8 @@ class TwoProcessTest : public testing::Test {
 TEST_F(TwoProcessTest, notificationsGoThereAndBackAndADeadProcessIsForgotten) {
     Peer peer({"echo", root.path()});
     Peer dying({"echo", root.path()});
-    dying.killNow();
+    dying.kill();
+    EXPECT_EQ(dying.end(), 128 + SIGKILL);
     std::vector<std::string> heard;
     const auto pong =
         distributed.observe("Pong", std::nullopt, realm.mainQueue(), [&](const auto& notification) {

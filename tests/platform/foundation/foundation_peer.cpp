@@ -2,13 +2,12 @@
 #include "platform/dispatch/real/RealRealm.h"
 #include "platform/foundation/DistributedNotificationCenter.h"
 #include "platform/foundation/UserDefaults.h"
-
-#include <unistd.h>
+#include "tests/support/endWithParent.h"
 
 #include <cstdio>
 #include <string>
 
-// The other process of TwoProcessTest. Says on standard output, by one byte, when it listens.
+// The other process of TwoProcessTest. Says on standard output, by a line, when it listens.
 //
 //   foundation_peer echo DIRECTORY            answers each notification Ping by Pong, each change of the
 //                                             preference question by that of answer, until the notification
@@ -22,9 +21,8 @@ using namespace foundation;
 void report(const std::string& line) { std::fprintf(stderr, "peer: %s\n", line.c_str()); }
 
 void sayReady() {
-    if (write(STDOUT_FILENO, "r", 1) != 1) {
-        std::perror("peer");
-    }
+    std::puts("ready");
+    std::fflush(stdout);
 }
 
 void echo(dispatch::RealRealm& realm, DistributedNotificationCenter& distributed, NotificationCenter& center,
@@ -45,6 +43,7 @@ void echo(dispatch::RealRealm& realm, DistributedNotificationCenter& distributed
 } // namespace
 
 int main(int argc, char** argv) {
+    support::endWithParent();
     const std::vector<std::string> arguments(argv, argv + argc);
     dispatch::RealRealm realm;
     NotificationCenter center;

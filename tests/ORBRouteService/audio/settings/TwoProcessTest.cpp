@@ -2,47 +2,12 @@
 #include "platform/dispatch/real/RealRealm.h"
 #include "tests/ORBRouteService/audio/settings/SettingsProcess.h"
 #include "tests/platform/foundation/TemporaryDirectory.h"
-
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-
-#include <utility>
+#include "tests/support/PeerProcess.h"
 
 namespace orb {
 namespace {
 
 using namespace std::chrono_literals;
-
-/// A running `orb_manager_peer`; it says by a notification when it listens.
-class Peer {
-  public:
-    explicit Peer(std::string directory) {
-        std::string program = HOUSE_BIN_DIR "/orb_manager_peer";
-        char* const arguments[] = {program.data(), directory.data(), nullptr};
-        if (posix_spawn(&process_, program.c_str(), nullptr, nullptr, arguments, environ) != 0) {
-            process_ = -1;
-        }
-    }
-    Peer(const Peer&) = delete;
-    Peer& operator=(const Peer&) = delete;
-    ~Peer() {
-        if (process_ > 0) {
-            kill(process_, SIGKILL);
-            end();
-        }
-    }
-
-    /// Waits for its end; 0 for a good one.
-    int end() {
-        int status = -1;
-        waitpid(std::exchange(process_, -1), &status, 0);
-        return status;
-    }
-
-  private:
-    pid_t process_ = -1;
-};
 
 class TwoProcessTest : public testing::Test {
   protected:
@@ -73,7 +38,7 @@ class TwoProcessTest : public testing::Test {
 
 /// The peer answers a latency of 0.5 s by switching `legacyGroupedAirPlay` on.
 TEST_F(TwoProcessTest, aChangeIsActedOnInTheOtherProcessItsAnswerComesBackAndThenAllIsQuiet) {
-    Peer peer(root.path());
+    support::PeerProcess peer({HOUSE_BIN_DIR "/orb_manager_peer", root.path()});
     runUntilHeard("Ready", 1);
     int told = 0;
     const auto ear = process.distributed.observe(ORBConfigurationDidChange, std::nullopt, realm.mainQueue(),

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/dispatch/real/RealRealm.h"
 #include "tests/ORBRouteService/audio/settings/SettingsProcess.h"
+#include "tests/support/endWithParent.h"
 
 #include <cstdio>
 
@@ -10,6 +11,7 @@
 // latency of 0.5 s; answers each notification Ping by Pong; ends at Quit.
 
 int main(int argc, char** argv) {
+    support::endWithParent();
     if (argc != 2) {
         return 2;
     }

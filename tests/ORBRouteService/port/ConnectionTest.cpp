@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: MIT
+#include "tests/ORBRouteService/port/PortWorld.h"
+
+#include <gmock/gmock.h>
+
+/// How the link is set up, breaks, fills and is taken down.
+namespace orb::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::SizeIs;
+
+const ORBAppToServiceMessage update;
+
+class ConnectionTest : public PortTest {
+  public:
+    void startSetUp() {
+        onMain([this] { tasks.spawn(setUp()); });
+        realm.settle();
+    }
+
+    template <typename Payload>
+    std::string send(const Payload& payload) {
+        std::string outcome = "sent";
+        onMain([&] {
+            try {
+                port->sendMessage(payload);
+            } catch (const std::exception& error) {
+                outcome = error.what();
+            }
+        });
+        realm.settle();
+        return outcome;
+    }
+};
+
+TEST_F(ConnectionTest, theParentIsFoundWithinATenthOfASecondOfItsPort) {
+    EXPECT_EQ(send(update), "noRemoteConnection");
+    startSetUp();
+    realm.advanceBy(5s - 1ns);
+    parent.open();
+    realm.advanceBy(1ns);
+    EXPECT_EQ(setUpOutcome, "done");
+    EXPECT_EQ(send(update), "sent");
+    EXPECT_THAT(parent.received, SizeIs(1));
+    EXPECT_EQ(log.count(0, "parent: Setting up remote port"), 1U);
+}
+
+TEST_F(ConnectionTest, aParentThatNeverComesIsATimeOutAfterThirtySeconds) {
+    startSetUp();
+    realm.advanceBy(30s - 1ns);
+    EXPECT_EQ(setUpOutcome, "under way");
+    realm.advanceBy(1ns);
+    EXPECT_EQ(setUpOutcome, "The operation “setupRemotePort()” timed out.");
+}
+
+TEST_F(ConnectionTest, aNameInUseLeavesThePortDeafAndSaysSo) {
+    auto second = std::shared_ptr<ORBMessagePort>();
+    onMain([&] {
+        second = ORBMessagePort::create<ORBAppToServiceMessage>({realm, pool, notifications, directory},
+                                                                "service", "nobody", nullptr, nullptr);
+        EXPECT_FALSE(second->hasLocalPort());
+        port.swap(second);
+    });
+    EXPECT_EQ(log.count(4, "service"), 1U);
+    startSetUp();
+    EXPECT_EQ(setUpOutcome, "noRemoteConnection");
+    onMain([&] {
+        port.swap(second);
+        second.reset();
+    });
+}
+
+TEST_F(ConnectionTest, aLostParentIsToldOnceAndWhatIsSentAfterwardsIsDropped) {
+    connect();
+    startAsking();
+    parent.close();
+    realm.settle();
+    EXPECT_EQ(disconnections, 1);
+    EXPECT_EQ(send(update), "sent");
+    EXPECT_EQ(log.count(1, "Message port invalid"), 1U);
+    EXPECT_EQ(requests.running(), 1U) << "requests stay pending";
+    parent.open();
+    realm.advanceBy(10s);
+    EXPECT_EQ(disconnections, 1);
+}
+
+TEST_F(ConnectionTest, aRemotePortThatGoesWhileASendIsScheduledDropsIt) {
+    connect();
+    onMain([this] {
+        port->sendMessage(update);
+        parent.close();
+    });
+    realm.settle();
+    EXPECT_EQ(disconnections, 1);
+}
+
+TEST_F(ConnectionTest, anInvalidatedPortComesBackByItsNextSetUp) {
+    connect();
+    onMain([this] { port->invalidate(); });
+    EXPECT_FALSE(port->hasLocalPort());
+    parent.close();
+    realm.settle();
+    EXPECT_EQ(disconnections, 0);
+    EXPECT_EQ(send(update), "noRemoteConnection");
+    EXPECT_TRUE(port->hasLocalPort());
+    onMain([this] { port->invalidate(); });
+
+    parent.open();
+    startSetUp();
+    EXPECT_EQ(setUpOutcome, "done");
+    EXPECT_EQ(log.count(0, "ORBMessagePort: Setting up local port name=service"), 3U);
+    EXPECT_EQ(send(update), "sent");
+    EXPECT_THAT(parent.received, SizeIs(1));
+}
+
+TEST_F(ConnectionTest, invalidationEndsASetUpThatWaits) {
+    startSetUp();
+    onMain([this] { port->invalidate(); });
+    realm.advanceBy(100ms);
+    EXPECT_EQ(setUpOutcome, "done");
+    EXPECT_FALSE(port->hasRemotePort());
+}
+
+/// All within one turn, so that the receiver cannot read meanwhile.
+TEST_F(ConnectionTest, aFullQueueDropsMessagesOneByOneAndKeepsTheOrderOfTheOthers) {
+    connect();
+    constexpr int messages = 2000;
+    const std::string padding(10'000, 'x');
+    onMain([&] {
+        for (int i = 0; i < messages; ++i)
+            port->sendMessage(std::to_string(i) + " " + padding);
+    });
+    realm.settle();
+    const std::size_t lost = log.count(1, port->description() + ": message send timed out");
+    EXPECT_GT(lost, 0U);
+    EXPECT_EQ(parent.received.size() + lost, static_cast<std::size_t>(messages));
+    int previous = -1;
+    for (const std::string& data : parent.received) {
+        const std::string text = foundation::decodeJSON<IPCMessage>(data).payload().bytes;
+        const int number = std::stoi(text.substr(1));
+        EXPECT_GT(number, previous);
+        previous = number;
+    }
+    EXPECT_EQ(send(update), "sent");
+    EXPECT_EQ(parent.last().payload().bytes, R"({"updateDevices":{"devices":[]}})");
+}
+
+TEST_F(ConnectionTest, anEnvelopeIsSentUnchangedAndATooLargeOneIsToldInTheLog) {
+    connect();
+    const IPCMessage envelope(foundation::Data{"any bytes"});
+    EXPECT_EQ(send(envelope), "sent");
+    EXPECT_EQ(parent.last(), envelope);
+    EXPECT_EQ(send(std::string(17 << 20, 'x')), "sent");
+    EXPECT_EQ(log.count(4, "is too large, not sent"), 1U);
+    EXPECT_THAT(parent.received, SizeIs(1));
+}
+
+} // namespace
+} // namespace orb::test

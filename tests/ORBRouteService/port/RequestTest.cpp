@@ -1,0 +1,145 @@
+// SPDX-License-Identifier: MIT
+#include "tests/ORBRouteService/port/PortWorld.h"
+
+#include <gmock/gmock.h>
+
+#include <functional>
+
+/// The requests that this end sends, and how they end.
+namespace orb::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+class RequestTest : public PortTest {
+  public:
+    RequestTest() { connect(); }
+
+    void reply(const std::string& payload) { parent.sendPayload(payload, parent.last().uuid()); }
+};
+
+TEST_F(RequestTest, aReplyPayloadEndsTheRequestAsItSays) {
+    struct Row {
+        const char* payload;
+        const char* outcome;
+    };
+    const Row rows[] = {
+        {R"("well")", "reply well"},
+        {R"({"noPickerWindow":{}})", "noPickerWindow"},
+        {R"({"error":"it broke","uuid":"3F2504E0-4F89-41D3-9A0C-0305E82C3301"})", "it broke"},
+        {R"json({"operationTimedOut":{"operation":"x()"}})json", "The operation “x()” timed out."},
+        {"{}", "cancelled"},
+    };
+    for (const Row& row : rows) {
+        outcomes.clear();
+        startAsking();
+        EXPECT_EQ(parent.last().payload().bytes, R"({"updateDevices":{"devices":[]}})");
+        reply(row.payload);
+        realm.settle();
+        EXPECT_THAT(outcomes, ElementsAre(row.outcome));
+    }
+    EXPECT_EQ(handled, 0);
+}
+
+TEST_F(RequestTest, timesOutATenthOfASecondAfterItsTimeOutAndWithoutOneNever) {
+    startAsking();
+    startAsking(dispatch::Seconds{5});
+    realm.advanceBy(5100ms - 1ns);
+    EXPECT_THAT(outcomes, IsEmpty());
+    realm.advanceBy(1ns);
+    EXPECT_THAT(outcomes, ElementsAre("messageTimeout"));
+    realm.advanceBy(48h);
+    EXPECT_EQ(requests.running(), 1U);
+}
+
+/// Each two of what may end a request, the one or the other first: within one turn, and at one instant.
+TEST_F(RequestTest, theFirstOfTwoEndsDecidesAndTheLateReplyIsANewMessage) {
+    struct End {
+        const char* outcome;
+        std::function<void()> begin;
+    };
+    const End ends[] = {
+        {"reply well", [this] { reply(R"("well")"), realm.settle(); }},
+        {"messageTimeout", [this] { realm.advanceBy(1100ms); }},
+        {"cancelled", [this] { onMain([this] { requests.cancel(); }), realm.settle(); }},
+        {"noRemoteConnection", [this] { onMain([this] { port->invalidate(); }), realm.settle(); }},
+    };
+    for (const End& first : ends) {
+        for (const End& second : ends) {
+            if (&first == &second || std::string_view(first.outcome) == "noRemoteConnection") {
+                continue; // after an invalidation nothing more can come in
+            }
+            outcomes.clear();
+            startAsking(dispatch::Seconds{1});
+            first.begin();
+            second.begin();
+            EXPECT_THAT(outcomes, ElementsAre(first.outcome)) << "then " << second.outcome;
+            EXPECT_EQ(requests.running(), 0U);
+            onMain([this] { tasks.spawn(setUp()); });
+            realm.settle();
+        }
+    }
+    startAsking(dispatch::Seconds{1});
+    onMain([this] { port->invalidate(); });
+    realm.advanceBy(2s);
+    EXPECT_THAT(outcomes.back(), "noRemoteConnection");
+}
+
+/// Two ends that are both under way when the request hears of either.
+TEST_F(RequestTest, ofTwoEndsAtOneInstantTheOneThatTookTheEntryDecides) {
+    startAsking(dispatch::Seconds{1});
+    realm.advanceBy(1100ms - 1ns);
+    reply(R"("well")"); // lies in the socket until the clock's next step, which is the time-out's
+    onMain([this] { requests.cancel(); });
+    realm.advanceBy(1ns);
+    EXPECT_THAT(outcomes, ElementsAre("cancelled"));
+}
+
+TEST_F(RequestTest, aSecondReplyAndALateOneAreNewMessages) {
+    startAsking(dispatch::Seconds{1});
+    const foundation::UUID uuid = parent.last().uuid();
+    reply(R"("well")");
+    parent.sendPayload(R"({"updateDevices":{"devices":[]}})", uuid);
+    realm.settle();
+    EXPECT_THAT(outcomes, ElementsAre("reply well"));
+    EXPECT_EQ(handled, 1);
+    EXPECT_EQ(parent.last().uuid(), uuid) << "the request is answered under its own identifier";
+
+    startAsking(dispatch::Seconds{1});
+    const foundation::UUID late = parent.last().uuid();
+    realm.advanceBy(2s);
+    parent.sendPayload(R"({"updateDevices":{"devices":[]}})", late);
+    realm.settle();
+    EXPECT_EQ(handled, 2);
+}
+
+TEST_F(RequestTest, aCancelledTaskDoesNotWaitAndCancellingSendsNothing) {
+    onMain([this] {
+        requests.spawn(ask(std::nullopt));
+        requests.cancel();
+    });
+    realm.settle();
+    EXPECT_THAT(outcomes, ElementsAre("cancelled"));
+    startAsking();
+    const std::size_t sent = parent.received.size();
+    onMain([this] { requests.cancel(); });
+    realm.settle();
+    EXPECT_THAT(outcomes, ElementsAre("cancelled", "cancelled"));
+    EXPECT_THAT(parent.received, SizeIs(sent));
+}
+
+TEST_F(RequestTest, whatIsEndedLeavesNoTimerBehind) {
+    for (int i = 0; i < 100; ++i) {
+        startAsking(dispatch::Seconds{1000});
+        reply(R"("well")");
+        realm.settle();
+    }
+    EXPECT_THAT(outcomes, SizeIs(100));
+    EXPECT_EQ(realm.armedTimers(), 0U);
+}
+
+} // namespace
+} // namespace orb::test

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/foundation/FileDescriptor.h"
+
+#include <chrono>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <sys/types.h>
+
+namespace support {
+
+/// The other process of a test: a program that is ordered by lines on its standard input and answers by lines
+/// on its standard output; standard error is the test's. Killed and reaped by the destructor if it still
+/// runs. What goes wrong fails the test. One thread.
+class PeerProcess {
+  public:
+    /// Beyond whatever a peer has to do, also on a busy machine and with sanitizers.
+    static constexpr std::chrono::seconds patience{50};
+
+    /// `command` is the path of the program and its arguments; `environment` has NAME=VALUE, before what this
+    /// process has of other names.
+    explicit PeerProcess(std::vector<std::string> command, std::vector<std::string> environment = {});
+    ~PeerProcess();
+    PeerProcess(const PeerProcess&) = delete;
+    PeerProcess& operator=(const PeerProcess&) = delete;
+
+    /// Sends it one line.
+    void order(std::string_view line);
+
+    /// Its next line, for which this waits; empty when none came.
+    std::string line();
+
+    /// Whether `line` need not wait: there is one, or there will be none.
+    bool hasLine();
+
+    /// Readable when that may have changed.
+    int descriptor() const { return channel_.get(); }
+
+    /// SIGSTOP; returns when it stands still.
+    void suspend();
+    /// SIGCONT.
+    void resume();
+
+    /// SIGKILL. It is dead, but perhaps not gone yet, when this returns.
+    void kill();
+
+    /// Waits for its end, and kills it when that does not come; its exit status, or 128 and the signal that
+    /// killed it. Its input stays open.
+    int end();
+
+  private:
+    void signal(int number);
+
+    foundation::FileDescriptor channel_; // its standard input and output
+    std::string received_;               // what came after the last line
+    pid_t process_ = -1;
+};
+
+} // namespace support
