@@ -14,8 +14,10 @@
 #include <array>
 #include <cerrno>
 #include <cmath>
+#include <iterator>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 namespace foundation {
 namespace {
@@ -97,21 +99,19 @@ std::string realText(double number) {
 
 /// On one line. The library's own would write an infinity as a word that no reader knows.
 std::string memberText(const boost::json::value& value) {
-    std::string text;
+    std::vector<std::string> parts;
     if (const auto* number = value.if_double()) {
         return realText(*number);
     }
     if (const auto* elements = value.if_array()) {
-        for (const auto& element : *elements) {
-            text += (text.empty() ? "" : ",") + memberText(element);
-        }
-        return "[" + text + "]";
+        std::ranges::transform(*elements, std::back_inserter(parts), memberText);
+        return fmt::format("[{}]", fmt::join(parts, ","));
     }
     if (const auto* members = value.if_object()) {
         for (const auto& [key, member] : *members) {
-            text += (text.empty() ? "" : ",") + keyText(key) + memberText(member);
+            parts.push_back(keyText(key) + memberText(member));
         }
-        return "{" + text + "}";
+        return fmt::format("{{{}}}", fmt::join(parts, ","));
     }
     return boost::json::serialize(value);
 }
