@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "ORBRouteService/audio/ORBMirrorDevice.h"
+#include "bench/BenchSupport.h"
 #include "bench/mirrorlab/LabOutputContext.h"
 #include "platform/airplay/RoutePlayout.h"
-#include "platform/dispatch/real/RealRealm.h"
 #include "platform/dispatch/virtual/VirtualRealm.h"
 #include "platform/lmn/embedded/PlayerRoster.h"
 
@@ -10,9 +10,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <functional>
-#include <system_error>
 #include <vector>
 
 #include <unistd.h>
@@ -39,50 +37,9 @@ constexpr std::size_t periodsPerChunk = orb::ORBManager::fixedRenderChunkSize / 
 constexpr std::int64_t measuredPeriods = 2000 * periodsPerChunk;
 constexpr std::int64_t measuredSteps = 4000;
 
-double median(std::vector<double> values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::ranges::nth_element(values, middle);
-    return *middle;
-}
-
-/// Real time, ns.
-class Stopwatch {
-  public:
-    double nanoseconds() const {
-        return static_cast<double>(realm_.clock().now().time_since_epoch().count());
-    }
-
-    template <typename Work>
-    double time(Work work) const {
-        const double begin = nanoseconds();
-        work();
-        benchmark::ClobberMemory();
-        return nanoseconds() - begin;
-    }
-
-  private:
-    dispatch::RealRealm realm_;
-};
-
-class TemporaryDirectory {
-  public:
-    TemporaryDirectory() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "bench-XXXXXX").string();
-        if (::mkdtemp(pattern.data()) == nullptr)
-            throw std::system_error(errno, std::generic_category(), pattern);
-        path_ = pattern;
-    }
-    ~TemporaryDirectory() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    TemporaryDirectory(const TemporaryDirectory&) = delete;
-    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-    const std::filesystem::path& path() const { return path_; }
-
-  private:
-    std::filesystem::path path_;
-};
+using bench::median;
+using bench::Stopwatch;
+using bench::TemporaryDirectory;
 
 /// A receiver that keeps the last step in memory.
 class CopyingReceiver final : public airplay::Receiver {
