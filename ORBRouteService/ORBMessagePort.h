@@ -113,7 +113,8 @@ class ORBMessagePort final : public ORBMessagePortHandler,
     /// not found either.
     dispatch::Task<> setupRemotePort();
 
-    /// A message is sent as the tagged union that it belongs to: a case by itself would be coded without its name.
+    /// A message is sent as the tagged union that it belongs to: a case by itself would be coded without its
+    /// name.
     template <typename Payload>
     static constexpr bool isWholeMessage = !foundation::TaggedCase<Payload>;
 
