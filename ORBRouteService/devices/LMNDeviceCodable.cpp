@@ -21,7 +21,7 @@ LMNDeviceCodable LMNDeviceCodable::from(const lmn::LMNDevice& device) {
 
 std::shared_ptr<lmn::LMNDevice> LMNDeviceCodable::toLMNDevice() const {
     LMNDeviceManager* manager = LMNDeviceManager::sharedDeviceManager();
-    const auto device = manager != nullptr ? manager->deviceFromArchive(data.bytes) : nullptr;
+    auto device = manager != nullptr ? manager->deviceFromArchive(data.bytes) : nullptr;
     if (!device)
         throw DeviceRestoreError(name);
     manager->adoptHiddenDevice(device->deviceUID());

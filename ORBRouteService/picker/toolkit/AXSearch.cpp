@@ -90,7 +90,7 @@ std::optional<AXUIElement> findElement(const AXUIElement& root, std::string_view
         return root;
     }
     for (const AXUIElement& child : children(root)) {
-        if (const auto found = findElement(child, text, depth + 1, excluding)) {
+        if (auto found = findElement(child, text, depth + 1, excluding)) {
             return found;
         }
     }
