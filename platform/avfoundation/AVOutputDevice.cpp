@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/avfoundation/AVOutputDevice.h"
 
-#include <fmt/format.h>
+#include "platform/foundation/coding/TXTRecord.h"
 
 #include <charconv>
 #include <optional>
@@ -73,18 +73,12 @@ bool AVOutputDevice::supportsBufferedAirPlay() const noexcept {
     return text != nullptr && (features(*text) >> bufferedAudioBit & 1U) != 0;
 }
 
-std::map<std::string, AVOutputDevice::Bytes> AVOutputDevice::airPlayProperties() const {
-    Bytes record;
-    for (const auto& [key, value] : receiver_->description().txt) {
-        const std::string entry = fmt::format("{}={}", key, value);
-        record.push_back(
-            static_cast<std::uint8_t>(entry.size())); // at most 255: whoever describes receivers sees to it
-        record.insert(record.end(), entry.begin(), entry.end());
-    }
-    if (record.empty()) {
+std::map<std::string, foundation::Data> AVOutputDevice::airPlayProperties() const {
+    const auto& properties = receiver_->description().txt;
+    if (properties.empty()) {
         return {};
     }
-    return {{AirPlayTXTRecord, std::move(record)}};
+    return {{AirPlayTXTRecord, foundation::Data{foundation::dataFromTXTRecordDictionary(properties)}}};
 }
 
 } // namespace avfoundation

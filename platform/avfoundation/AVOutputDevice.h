@@ -2,12 +2,12 @@
 #pragma once
 
 #include "platform/airplay/Receiver.h"
+#include "platform/foundation/coding/Data.h"
 
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace avfoundation {
 
@@ -18,8 +18,6 @@ inline constexpr const char* AirPlayTXTRecord = "AirPlayTXTRecord";
 /// thread.
 class AVOutputDevice {
   public:
-    using Bytes = std::vector<std::uint8_t>;
-
     explicit AVOutputDevice(std::shared_ptr<airplay::Receiver> receiver) : receiver_(std::move(receiver)) {}
 
     const std::string& name() const noexcept;
@@ -39,9 +37,9 @@ class AVOutputDevice {
     /// Whether bit 40 is set in TXT "features" ("0xLOW,0xHIGH", 32 bits each, or one number of 64 bits).
     bool supportsBufferedAirPlay() const noexcept;
 
-    /// Under `AirPlayTXTRecord` the TXT record as DNS service discovery carries it: for each entry a byte
-    /// with its length and the text "key=value". Absent for a receiver without any.
-    std::map<std::string, Bytes> airPlayProperties() const;
+    /// Under `AirPlayTXTRecord` the TXT record as DNS service discovery carries it. Absent for a receiver
+    /// without any.
+    std::map<std::string, foundation::Data> airPlayProperties() const;
 
     /// The receiver's own, 0 to 1.
     float volume() const noexcept { return receiver_->volume(); }

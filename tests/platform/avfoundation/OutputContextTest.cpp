@@ -48,8 +48,7 @@ TEST_F(OutputContextTest, theTxtRecordIsCarriedAsDnsServiceDiscoveryDoes) {
         "flag="
         "\x06"
         "pk=x=y";
-    const auto bytes = device->airPlayProperties().at("AirPlayTXTRecord");
-    EXPECT_EQ(std::string(bytes.begin(), bytes.end()), expected);
+    EXPECT_EQ(device->airPlayProperties().at("AirPlayTXTRecord").bytes, expected);
     EXPECT_EQ(device->identifyingMACAddress(), "11:22:33:44:55:66");
     EXPECT_EQ(device->ID(), "A1:B2:C3:D4:E5:F6");
     EXPECT_TRUE(deviceWith({})->airPlayProperties().empty());
