@@ -17,10 +17,18 @@ std::string text(const AXUIElement& element, std::string_view name) {
     return attribute<std::string>(element, name).value_or("");
 }
 
+AXElements elements(const AXUIElement& element, std::string_view name) {
+    return attribute<AXElements>(element, name).value_or(AXElements{});
+}
+
 } // namespace
 
-AXElements children(const AXUIElement& element) {
-    return attribute<AXElements>(element, accessibility::AXChildren).value_or(AXElements{});
+AXElements children(const AXUIElement& element) { return elements(element, accessibility::AXChildren); }
+
+AXElements rows(const AXUIElement& element) { return elements(element, accessibility::AXRows); }
+
+std::optional<AXUIElement> parent(const AXUIElement& element) {
+    return attribute<AXUIElement>(element, accessibility::AXParent);
 }
 
 std::string role(const AXUIElement& element) { return text(element, accessibility::AXRole); }

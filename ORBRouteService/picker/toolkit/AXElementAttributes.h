@@ -18,6 +18,11 @@ std::string role(const AXUIElement& element);
 std::string title(const AXUIElement& element);
 std::string axDescription(const AXUIElement& element);
 
+/// The rows of a table.
+AXElements rows(const AXUIElement& element);
+
+std::optional<AXUIElement> parent(const AXUIElement& element);
+
 /// The value of a label or text field; nullopt when it is no text.
 std::optional<std::string> stringValue(const AXUIElement& element);
 

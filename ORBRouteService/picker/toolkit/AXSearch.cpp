@@ -42,12 +42,6 @@ bool matches(const AXUIElement& element, std::string_view text) {
     return title(element) == text || axDescription(element) == text || stringValue(element) == text;
 }
 
-AXElements rowsOf(const AXUIElement& table) {
-    std::optional<accessibility::AXValue> rows = table.copyAttributeValue(accessibility::AXRows);
-    AXElements* const elements = rows ? std::get_if<AXElements>(&*rows) : nullptr;
-    return elements != nullptr ? std::move(*elements) : AXElements{};
-}
-
 std::optional<PickerRow> pickerRow(const AXUIElement& row) {
     const AXElements cells = children(row);
     if (cells.empty()) {
@@ -99,16 +93,16 @@ std::optional<AXUIElement> findElement(const AXUIElement& root, std::string_view
 
 std::vector<PickerRow> tableRows(const AXUIElement& root) {
     const AXElements tables = findElements(root, accessibility::AXTableRole, MatchedSubtrees::skip);
-    std::vector<PickerRow> rows;
+    std::vector<PickerRow> found;
     if (tables.empty()) {
-        return rows;
+        return found;
     }
-    for (const AXUIElement& element : rowsOf(tables.front())) {
+    for (const AXUIElement& element : rows(tables.front())) {
         if (std::optional<PickerRow> row = pickerRow(element)) {
-            rows.push_back(std::move(*row));
+            found.push_back(std::move(*row));
         }
     }
-    return rows;
+    return found;
 }
 
 dispatch::Task<std::optional<AXUIElement>> findOwnWindow(accessibility::Accessibility& platform,
@@ -121,10 +115,8 @@ dispatch::Task<std::optional<AXUIElement>> findOwnWindow(accessibility::Accessib
             if (stringValue(child) != text) {
                 continue;
             }
-            const std::optional<accessibility::AXValue> parent =
-                child.copyAttributeValue(accessibility::AXParent);
-            if (const auto* element = parent ? std::get_if<AXUIElement>(&*parent) : nullptr) {
-                co_return *element;
+            if (auto element = parent(child)) {
+                co_return element;
             }
             break;
         }
