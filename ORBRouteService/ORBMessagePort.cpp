@@ -36,13 +36,25 @@ dispatch::Task<> handle(std::shared_ptr<ORBMessagePortHandler> handler, std::str
 
 /// Of the error that the payload is, if it is one.
 template <typename Error>
-bool printError(std::string_view label, const foundation::Data& payload) {
+bool printError(std::string_view label, const foundation::JSONDocument& payload) {
     try {
-        fmt::print("{}{}\n", label, foundation::decodeJSON<Error>(payload.bytes).what());
+        fmt::print("{}{}\n", label, payload.as<Error>().what());
         std::fflush(stdout);
         return true;
     } catch (const foundation::DecodingError&) {
         return false;
+    }
+}
+
+/// What nobody asked for, if it is an error; anything else is dropped.
+void printErrorOf(const foundation::Data& payload) {
+    try {
+        const foundation::JSONDocument document(payload.bytes);
+        if (!printError<ORBDeviceConnectionError>("got ORBDeviceConnectionError error: ", document)) {
+            printError<IPCError>("got IPC Error: ", document);
+        }
+    } catch (const foundation::DecodingError&) {
+        return;
     }
 }
 
@@ -326,9 +338,7 @@ dispatch::Task<> ORBMessagePort::handleRequest(IPCMessage message) {
         reportFailure(error);
         co_return;
     }
-    if (!printError<ORBDeviceConnectionError>("got ORBDeviceConnectionError error: ", message.payload())) {
-        printError<IPCError>("got IPC Error: ", message.payload());
-    }
+    printErrorOf(message.payload());
 }
 
 void ORBMessagePort::reply(IPCMessage answer, const foundation::UUID& request) {
