@@ -5,6 +5,7 @@
 #include "platform/foundation/UserDefaults.h"
 #include "tests/platform/foundation/TemporaryDirectory.h"
 #include "tests/support/PeerProcess.h"
+#include "tests/support/runUntilStopped.h"
 
 #include <csignal>
 #include <utility>
@@ -33,14 +34,7 @@ class TwoProcessTest : public testing::Test {
   protected:
     /// Runs the main queue until somebody stops it; a failure when nobody does for long.
     void runUntilStopped() {
-        bool late = false;
-        const auto limit = realm.mainQueue().asyncAfter(30s, [&] {
-            late = true;
-            realm.stop();
-        });
-        realm.run();
-        limit->cancel();
-        EXPECT_FALSE(late) << "nothing came from the other process";
+        EXPECT_TRUE(support::runUntilStopped(realm)) << "nothing came from the other process";
     }
 
     const TemporaryDirectory root;

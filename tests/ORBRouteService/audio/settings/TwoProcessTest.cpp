@@ -3,6 +3,7 @@
 #include "tests/ORBRouteService/audio/settings/SettingsProcess.h"
 #include "tests/platform/foundation/TemporaryDirectory.h"
 #include "tests/support/PeerProcess.h"
+#include "tests/support/runUntilStopped.h"
 
 namespace orb {
 namespace {
@@ -21,14 +22,7 @@ class TwoProcessTest : public testing::Test {
                 realm.stop();
             }
         });
-        bool late = false;
-        const auto limit = realm.mainQueue().asyncAfter(30s, [&] {
-            late = true;
-            realm.stop();
-        });
-        realm.run();
-        limit->cancel();
-        EXPECT_FALSE(late) << name << ": " << missing << " did not come";
+        EXPECT_TRUE(support::runUntilStopped(realm)) << name << ": " << missing << " did not come";
     }
 
     const foundation::TemporaryDirectory root;
