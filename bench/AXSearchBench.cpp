@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "ORBRouteService/picker/toolkit/AXSearch.h"
 
-#include "platform/accessibility/embedded/AXTree.h"
+#include "platform/accessibility/AXTree.h"
 
 #include <benchmark/benchmark.h>
 

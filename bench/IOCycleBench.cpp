@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "ORBRouteService/audio/ORBMirrorDevice.h"
+#include "ORBRouteService/bridges/AVOutputContextBridge.h"
 #include "bench/BenchSupport.h"
-#include "bench/mirrorlab/LabOutputContext.h"
 #include "platform/airplay/RoutePlayout.h"
 #include "platform/dispatch/virtual/VirtualRealm.h"
+#include "platform/foundation/SharedInstance.h"
 #include "platform/lmn/embedded/PlayerRoster.h"
 
 #include <benchmark/benchmark.h>
@@ -45,13 +46,19 @@ using bench::TemporaryDirectory;
 class CopyingReceiver final : public airplay::Receiver {
   public:
     explicit CopyingReceiver(int number)
-        : description_{.name = fmt::format("Receiver {}", number),
-                       .identifier = fmt::format("A1:B2:C3:D4:E5:{:02X}", number),
-                       .txt = {}} {}
+        : description_(std::make_shared<airplay::ReceiverDescription>(
+              airplay::ReceiverDescription{.name = fmt::format("Receiver {}", number),
+                                           .identifier = fmt::format("A1:B2:C3:D4:E5:{:02X}", number),
+                                           .txt = {},
+                                           .row = {}})) {}
 
-    const airplay::ReceiverDescription& description() const noexcept override { return description_; }
+    std::shared_ptr<const airplay::ReceiverDescription> description() const override { return description_; }
     float volume() const noexcept override { return 1; }
-    void setVolume(float) noexcept override {}
+    void setVolume(float) override {}
+    foundation::Subscription observeVolume(std::function<void(float)>) override { return {}; }
+    std::unique_ptr<airplay::ReceiverConnection> connect(airplay::ReceiverConnectionDelegate&) override {
+        return nullptr; // receivers are put onto the route directly
+    }
     std::unique_ptr<airplay::ReceiverOutput> open(const airplay::FrameGrid&) override {
         return std::make_unique<Output>();
     }
@@ -69,7 +76,7 @@ class CopyingReceiver final : public airplay::Receiver {
         Samples last_ = Samples(airplay::RoutePlayout::stepFrames * airplay::channelCount);
     };
 
-    const airplay::ReceiverDescription description_;
+    const std::shared_ptr<const airplay::ReceiverDescription> description_;
 };
 
 std::vector<std::shared_ptr<CopyingReceiver>> makeReceivers(std::int64_t count) {
@@ -156,6 +163,7 @@ class MirrorWorld {
                               .distributedNotifications = distributed_,
                               .defaults = *defaults_}};
     lmn::LMNDeviceManager devices_{runtime_, realm_.mainQueue()};
+    const foundation::SharedInstance<lmn::LMNDeviceManager> sharedDevices_{devices_};
     const std::shared_ptr<lmn::LMNDevice> device_ = devices_.deviceFromArchive(
         devices_.archiveFromConfig({.name = "bench", .deviceUID = "bench"}, false));
     const std::unique_ptr<dispatch::Queue> serverQueue_ = realm_.makeQueue("server");
@@ -164,7 +172,8 @@ class MirrorWorld {
     RosterServer server_{roster_};
     lmn::LMNSystem lmn_{realm_, devices_, server_};
     airplay::PlaybackSystem playback_{realm_, [](const auto&) {}};
-    avfoundation::AVOutputContext context_{playback_, notifications_};
+    std::shared_ptr<avfoundation::AVOutputContext> context_ =
+        std::make_shared<avfoundation::AVOutputContext>(playback_, notifications_);
     foundation::Subscription devicesChanged_;
     std::shared_ptr<orb::ORBMirrorDevice> mirror_;
     lmn::PlayerVoice* voice_ = nullptr;
@@ -175,7 +184,7 @@ class MirrorWorld {
 
 MirrorWorld::MirrorWorld(std::int64_t receivers) {
     realm_.mainQueue().sync([&] {
-        context_.setApplicationProcessID(::getpid());
+        context_->setApplicationProcessID(::getpid());
         mirror_ = orb::ORBMirrorDevice::create(
             {.lmn = lmn_,
              .playback = playback_,
@@ -187,14 +196,14 @@ MirrorWorld::MirrorWorld(std::int64_t receivers) {
              .enqueueObserver =
                  [this](const avfoundation::EnqueuedBuffer&) { period_.chunkFinished = true; }},
             {.contextDevice = device_,
-             .context = std::make_shared<mirrorlab::LabOutputContext>(context_, devices_),
+             .context = std::make_shared<orb::AVOutputContextBridge>(context_),
              .syncLatency = manager_.renderLatency()});
         devicesChanged_ = notifications_.observe(
-            avfoundation::AVOutputContextOutputDevicesDidChangeNotification, &context_, &realm_.mainQueue(),
-            [this](const auto&) { mirror_->outputDevicesChanged(); });
+            avfoundation::AVOutputContextOutputDevicesDidChangeNotification, context_.get(),
+            &realm_.mainQueue(), [this](const auto&) { mirror_->outputDevicesChanged(); });
         for (const auto& receiver : makeReceivers(receivers)) {
             playback_.addReceiver(receiver);
-            context_.route().connect(receiver);
+            context_->route().connect(receiver);
         }
     });
     addStamps();
@@ -210,6 +219,7 @@ MirrorWorld::~MirrorWorld() {
         devicesChanged_.cancel();
         mirror_->stop("the benchmark ends");
         mirror_.reset();
+        context_.reset();
     });
     realm_.settle();
 }

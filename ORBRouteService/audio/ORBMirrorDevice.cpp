@@ -2,6 +2,7 @@
 #include "ORBRouteService/audio/ORBMirrorDevice.h"
 
 #include "ORBRouteService/audio/SampleBuffers.h"
+#include "ORBRouteService/devices/AVOutputDeviceAccessors.h"
 #include "ORBRouteService/log/ORBDebugLog.h"
 
 #include <unistd.h>
@@ -190,7 +191,7 @@ void ORBMirrorDevice::outputDevicesChanged() {
         // Looked up here rather than in the cycle that compares them, which must not wait for the manager.
         Devices virtualDevices;
         for (const auto& output : outputs)
-            virtualDevices.push_back(output->lmnDevice());
+            virtualDevices.push_back(lmnDevice(*output));
         makeSet(virtualDevices);
         if (outputs.size() > connectedCount_.load()) {
             ORBDebugLog(1, "{} New device added - forcing resync", description_);

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "ORBRouteService/devices/ORBDeviceUID.h"
 
+#include "ORBRouteService/devices/isUTF8.h"
+
 #include <unicase.h>
 #include <unigbrk.h>
-#include <unistr.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -17,8 +18,6 @@ namespace {
 const std::uint8_t* unsignedBytes(std::string_view text) {
     return reinterpret_cast<const std::uint8_t*>(text.data());
 }
-
-bool isUTF8(std::string_view text) { return u8_check(unsignedBytes(text), text.size()) == nullptr; }
 
 /// 1 for each byte with which a character begins, else 0.
 std::string beginningsOfCharacters(std::string_view text) {

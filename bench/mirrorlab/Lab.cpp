@@ -91,7 +91,7 @@ Lab::Lab(dispatch::Realm& realm, LabLog& log, const LabOptions& options,
       audioServer_(realm),
       lmn_(realm, deviceManager_, audioServer_),
       playback_(realm, report),
-      context_(playback_, notifications_),
+      context_(std::make_shared<avfoundation::AVOutputContext>(playback_, notifications_)),
       start_(realm.clock().now()) {
     manager_ = std::make_unique<orb::ORBManager>(
         orb::ORBManagerContext{.mainQueue = realm.mainQueue(),
@@ -143,8 +143,10 @@ void Lab::addReceivers(std::vector<airplay::ReceiverEntry> receivers) {
                 live_->play(index, frames, first);
             };
         }
-        receivers_.push_back(
-            std::make_shared<airplay::EmbeddedReceiver>(std::move(receivers[index]), report, observer));
+        receivers_.push_back(std::make_shared<airplay::EmbeddedReceiver>(
+            std::move(receivers[index]),
+            airplay::EmbeddedReceiver::Surroundings{
+                .mainQueue = realm_.mainQueue(), .report = report, .observer = observer}));
         playback_.addReceiver(receivers_.back());
     }
 }
@@ -152,7 +154,7 @@ void Lab::addReceivers(std::vector<airplay::ReceiverEntry> receivers) {
 void Lab::makeMirrorDevice() {
     const lmn::LMNVirtualDeviceConfig config{.name = "mirrorlab", .deviceUID = deviceUID};
     device_ = deviceManager_.deviceFromArchive(deviceManager_.archiveFromConfig(config, false));
-    context_.setApplicationProcessID(::getpid());
+    context_->setApplicationProcessID(::getpid());
     mirror_ = orb::ORBMirrorDevice::create(
         {.lmn = lmn_,
          .playback = playback_,
@@ -163,10 +165,10 @@ void Lab::makeMirrorDevice() {
          .reexamineRenderState = [] {},
          .enqueueObserver = [this](const avfoundation::EnqueuedBuffer& buffer) { noteLatency(buffer); }},
         {.contextDevice = device_,
-         .context = std::make_shared<LabOutputContext>(context_, deviceManager_),
+         .context = std::make_shared<orb::AVOutputContextBridge>(context_),
          .syncLatency = manager_->renderLatency()});
     subscriptions_.push_back(notifications_.observe(
-        avfoundation::AVOutputContextOutputDevicesDidChangeNotification, &context_, &realm_.mainQueue(),
+        avfoundation::AVOutputContextOutputDevicesDidChangeNotification, context_.get(), &realm_.mainQueue(),
         [this](const foundation::Notification&) { mirror_->outputDevicesChanged(); }));
 }
 
@@ -180,13 +182,13 @@ void Lab::measureFirstSound() {
 
 void Lab::start() {
     for (std::size_t index = 0; index < receivers_.size(); ++index)
-        connecting_.push_back(realm_.mainQueue().asyncAfter(receivers_[index]->entry().connectDelay,
-                                                            [this, index] { connectReceiver(index); }));
+        connecting_.push_back(realm_.mainQueue().asyncAfter(
+            receivers_[index]->entry()->behaviour.connectDelay, [this, index] { connectReceiver(index); }));
 }
 
 void Lab::connectReceiver(std::size_t index) {
-    context_.route().connect(receivers_[index]);
-    if (context_.route().receivers().size() == receivers_.size())
+    context_->route().connect(receivers_[index]);
+    if (context_->route().receivers().size() == receivers_.size())
         startPlayer();
 }
 
@@ -250,7 +252,7 @@ Report Lab::conclude(double elapsedSeconds) {
     report.lateCycles = static_cast<std::int64_t>(figures.late);
     report.worstLatenessSeconds = dispatch::toSeconds(figures.worstLateness);
     report.playerUnderruns = static_cast<std::int64_t>(audioServer_.underruns());
-    report.resynchronisations = log_.resynchronisations(context_.route().epoch().value_or(start_));
+    report.resynchronisations = log_.resynchronisations(context_->route().epoch().value_or(start_));
     report.parameters.durationSeconds = progress();
     report.speedFactor = elapsedSeconds > 0 ? progress() / elapsedSeconds : 0;
     const dispatch::LockGuard guard(latencyLock_);
@@ -269,7 +271,7 @@ std::vector<ReceiverResult> Lab::receiverResults() {
     recordings.reserve(receivers_.size());
     for (const auto& receiver : receivers_)
         recordings.emplace_back(
-            [file = receiver->entry().file.value_or("")]() -> std::unique_ptr<FrameReader> {
+            [file = receiver->entry()->file.value_or("")]() -> std::unique_ptr<FrameReader> {
                 return std::make_unique<RecordingFile>(file);
             });
     return analyseReceivers(source, recordings, {}, RecordingEnd::withSource);
@@ -277,12 +279,12 @@ std::vector<ReceiverResult> Lab::receiverResults() {
 
 void Lab::describeReceivers(Report& report, std::vector<ReceiverResult> results) {
     const avfoundation::PlayoutCounters counters = mirror_->renderer().counters().timeline;
-    const dispatch::HostTime epoch = context_.route().epoch().value_or(start_);
+    const dispatch::HostTime epoch = context_->route().epoch().value_or(start_);
     const double sourceStart = dispatch::toSeconds(firstSound_->time() - epoch);
     for (std::size_t index = 0; index < results.size(); ++index) {
-        const airplay::ReceiverEntry& entry = receivers_[index]->entry();
-        report.receivers.push_back({.name = entry.description.name,
-                                    .file = entry.file.value_or("").string(),
+        const auto entry = receivers_[index]->entry();
+        report.receivers.push_back({.name = entry->description.name,
+                                    .file = entry->file.value_or("").string(),
                                     .result = std::move(results[index]),
                                     .heardLatencies = {},
                                     .gaps = static_cast<std::int64_t>(counters.gaps),

@@ -3,15 +3,16 @@
 
 #include "bench/mirrorlab/LabLog.h"
 #include "bench/mirrorlab/LabOptions.h"
-#include "bench/mirrorlab/LabOutputContext.h"
 #include "bench/mirrorlab/LiveAnalysis.h"
 #include "bench/mirrorlab/PlayerProcess.h"
 
 #include "ORBRouteService/audio/ORBMirrorDevice.h"
+#include "ORBRouteService/bridges/AVOutputContextBridge.h"
 
 #include "platform/airplay/PlaybackSystem.h"
 #include "platform/airplay/embedded/EmbeddedReceiver.h"
 #include "platform/dispatch/Realm.h"
+#include "platform/foundation/SharedInstance.h"
 #include "platform/lmn/embedded/EmbeddedAudioServer.h"
 
 #include <functional>
@@ -87,10 +88,11 @@ class Lab {
     const std::unique_ptr<orb::ORBUserDefaults> defaults_;
     std::unique_ptr<orb::ORBManager> manager_;
     lmn::LMNDeviceManager deviceManager_;
+    const foundation::SharedInstance<lmn::LMNDeviceManager> sharedDeviceManager_{deviceManager_};
     lmn::EmbeddedAudioServer audioServer_;
     lmn::LMNSystem lmn_;
     airplay::PlaybackSystem playback_;
-    avfoundation::AVOutputContext context_;
+    const std::shared_ptr<avfoundation::AVOutputContext> context_;
     std::vector<std::shared_ptr<airplay::EmbeddedReceiver>> receivers_;
     std::vector<std::shared_ptr<dispatch::DelayedWork>> connecting_;
     std::unique_ptr<LiveAnalysis> live_; // of the playout queue

@@ -64,8 +64,11 @@ std::vector<airplay::ReceiverEntry> receiversOf(const LabOptions& options) {
     if (options.receiversFile)
         return usable(airplay::ReceiversFile::read(*options.receiversFile), options);
     const auto entry = [&](const char* name, const char* id, const char* file) {
-        return airplay::ReceiverEntry{.description = {.name = name, .identifier = id, .txt = {}},
-                                      .file = options.output / file};
+        airplay::ReceiverEntry made;
+        made.description.name = name;
+        made.description.identifier = id;
+        made.file = options.output / file;
+        return made;
     };
     return {entry("Kitchen", "A1:B2:C3:D4:E5:F6", "kitchen.wav"),
             entry("Living room", "A1:B2:C3:D4:E5:F7", "living-room.wav")};

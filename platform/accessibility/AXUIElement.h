@@ -30,8 +30,15 @@ inline constexpr std::string_view AXParent = "AXParent";           // element
 inline constexpr std::string_view AXPress = "AXPress";             // action
 
 inline constexpr std::string_view AXWindowRole = "AXWindow";
+inline constexpr std::string_view AXGroupRole = "AXGroup";
 inline constexpr std::string_view AXTableRole = "AXTable";
+inline constexpr std::string_view AXRowRole = "AXRow";
+inline constexpr std::string_view AXCellRole = "AXCell";
+inline constexpr std::string_view AXImageRole = "AXImage";
+inline constexpr std::string_view AXStaticTextRole = "AXStaticText";
+inline constexpr std::string_view AXTextFieldRole = "AXTextField";
 inline constexpr std::string_view AXCheckBoxRole = "AXCheckBox";
+inline constexpr std::string_view AXButtonRole = "AXButton";
 
 /// What stands behind an element: part of the user interface of this process or of another. Implemented by
 /// whoever publishes a tree. Main thread.

@@ -17,7 +17,7 @@ PlaybackSystem::PlaybackSystem(dispatch::Realm& realm, Report report)
 PlaybackSystem::~PlaybackSystem() { finish(); }
 
 bool PlaybackSystem::addReceiver(std::shared_ptr<Receiver> receiver) {
-    if (this->receiver(receiver->description().identifier) != nullptr) {
+    if (this->receiver(receiver->description()->identifier) != nullptr) {
         return false;
     }
     receivers_.push_back(std::move(receiver));
@@ -28,7 +28,7 @@ const std::vector<std::shared_ptr<Receiver>>& PlaybackSystem::receivers() const 
 
 std::shared_ptr<Receiver> PlaybackSystem::receiver(std::string_view identifier) const {
     const auto known = std::ranges::find_if(receivers_, [identifier](const auto& receiver) {
-        return receiver->description().identifier == identifier;
+        return receiver->description()->identifier == identifier;
     });
     return known != receivers_.end() ? *known : nullptr;
 }

@@ -3,9 +3,11 @@
 
 #include "platform/foundation/coding/TXTRecord.h"
 
+#include <fmt/format.h>
+
 #include <charconv>
-#include <optional>
 #include <string_view>
+#include <utility>
 
 namespace avfoundation {
 namespace {
@@ -26,7 +28,7 @@ std::optional<std::uint64_t> hexadecimal(std::string_view text) {
     return number;
 }
 
-std::uint64_t features(std::string_view text) {
+std::uint64_t parseFeatures(std::string_view text) {
     const std::size_t comma = text.find(',');
     const auto low = hexadecimal(text.substr(0, comma));
     if (comma == text.npos) {
@@ -38,47 +40,106 @@ std::uint64_t features(std::string_view text) {
 
 } // namespace
 
-const std::string* AVOutputDevice::txt(const char* key) const noexcept {
-    const auto& record = receiver_->description().txt;
-    const auto entry = record.find(key);
-    return entry != record.end() ? &entry->second : nullptr;
+template <typename Value>
+void AVOutputDevice::set(std::optional<Value> Settings::*setting, Value value) {
+    const dispatch::LockGuard guard(lock_);
+    settings_.*setting = std::move(value);
 }
 
-const std::string& AVOutputDevice::name() const noexcept { return receiver_->description().name; }
-
-const std::string& AVOutputDevice::ID() const noexcept { return receiver_->description().identifier; }
-
-const std::string& AVOutputDevice::logicalDeviceID() const noexcept {
-    const std::string* group = txt("gid");
-    return group != nullptr ? *group : ID();
+template <typename Value>
+std::optional<Value> AVOutputDevice::setting(std::optional<Value> Settings::*setting) const {
+    const dispatch::LockGuard guard(lock_);
+    return settings_.*setting;
 }
 
-const std::string& AVOutputDevice::identifyingMACAddress() const noexcept {
-    const std::string* address = txt("deviceid");
-    return address != nullptr ? *address : ID();
+std::optional<std::string> AVOutputDevice::txt(const char* key) const {
+    const auto description = receiver_->description();
+    const auto entry = description->txt.find(key);
+    return entry != description->txt.end() ? std::optional(entry->second) : std::nullopt;
+}
+
+std::string AVOutputDevice::name() const {
+    const auto own = setting(&Settings::name);
+    return own ? *own : receiver_->description()->name;
+}
+
+void AVOutputDevice::setName(std::string name) { set(&Settings::name, std::move(name)); }
+
+std::string AVOutputDevice::logicalDeviceID() const {
+    if (auto own = setting(&Settings::logicalDeviceID)) {
+        return *std::move(own);
+    }
+    const auto group = txt("gid");
+    return group ? *group : ID();
+}
+
+void AVOutputDevice::setLogicalDeviceID(std::string identifier) {
+    set(&Settings::logicalDeviceID, std::move(identifier));
+}
+
+std::string AVOutputDevice::identifyingMACAddress() const {
+    if (auto own = setting(&Settings::identifyingMACAddress)) {
+        return *std::move(own);
+    }
+    const auto address = txt("deviceid");
+    return address ? *address : ID();
+}
+
+void AVOutputDevice::setIdentifyingMACAddress(std::string address) {
+    set(&Settings::identifyingMACAddress, std::move(address));
+}
+
+AVOutputDevice::Properties AVOutputDevice::airPlayProperties() const {
+    if (auto own = setting(&Settings::airPlayProperties)) {
+        return *std::move(own);
+    }
+    const auto description = receiver_->description();
+    if (description->txt.empty()) {
+        return {};
+    }
+    return {{AirPlayTXTRecord, foundation::Data{foundation::dataFromTXTRecordDictionary(description->txt)}}};
+}
+
+void AVOutputDevice::setAirPlayProperties(Properties properties) {
+    set(&Settings::airPlayProperties, std::move(properties));
 }
 
 std::string AVOutputDevice::modelID() const {
-    const std::string* model = txt("model");
-    return model != nullptr ? *model : std::string();
+    const auto own = setting(&Settings::modelID);
+    return own ? *own : txt("model").value_or("");
 }
+
+void AVOutputDevice::setModelID(std::string model) { set(&Settings::modelID, std::move(model)); }
+
+std::string AVOutputDevice::ID() const {
+    const auto own = setting(&Settings::ID);
+    return own ? *own : receiver_->description()->identifier;
+}
+
+void AVOutputDevice::setID(std::string identifier) { set(&Settings::ID, std::move(identifier)); }
 
 std::string AVOutputDevice::manufacturer() const {
-    const std::string* manufacturer = txt("manufacturer");
-    return manufacturer != nullptr ? *manufacturer : std::string();
+    const auto own = setting(&Settings::manufacturer);
+    return own ? *own : txt("manufacturer").value_or("");
 }
 
-bool AVOutputDevice::supportsBufferedAirPlay() const noexcept {
-    const std::string* text = txt("features");
-    return text != nullptr && (features(*text) >> bufferedAudioBit & 1U) != 0;
+void AVOutputDevice::setManufacturer(std::string manufacturer) {
+    set(&Settings::manufacturer, std::move(manufacturer));
 }
 
-std::map<std::string, foundation::Data> AVOutputDevice::airPlayProperties() const {
-    const auto& properties = receiver_->description().txt;
-    if (properties.empty()) {
-        return {};
-    }
-    return {{AirPlayTXTRecord, foundation::Data{foundation::dataFromTXTRecordDictionary(properties)}}};
+bool AVOutputDevice::supportsBufferedAirPlay() const {
+    const auto own = setting(&Settings::supportsBufferedAirPlay);
+    return own ? *own : (features() >> bufferedAudioBit & 1U) != 0;
+}
+
+void AVOutputDevice::setSupportsBufferedAirPlay(bool supports) {
+    set(&Settings::supportsBufferedAirPlay, supports);
+}
+
+std::uint64_t AVOutputDevice::features() const { return parseFeatures(txt("features").value_or("")); }
+
+std::string AVOutputDevice::description() const {
+    return fmt::format("<AVOutputDevice: {} ({})>", name(), ID());
 }
 
 } // namespace avfoundation

@@ -2,9 +2,12 @@
 #include "platform/dispatch/Task.h"
 
 #include "platform/dispatch/Check.h"
+#include "platform/dispatch/Completion.h"
 #include "platform/dispatch/WaitPoint.h"
 
 #include <boost/asio/this_coro.hpp>
+
+#include <memory>
 
 namespace dispatch {
 
@@ -25,6 +28,13 @@ Task<> sleepFor(Nanoseconds duration) {
     Queue& queue = *co_await currentQueue();
     WaitPoint wakeUp(queue);
     co_await wakeUp.wait(queue.clock().now() + duration);
+}
+
+Task<> sleepThroughCancellation(Nanoseconds duration) {
+    Queue& queue = *co_await currentQueue();
+    const auto over = std::make_shared<Completion<bool>>(queue);
+    queue.asyncAfter(duration, [over] { over->complete(true); });
+    co_await over->wait([] {});
 }
 
 } // namespace dispatch

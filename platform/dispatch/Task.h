@@ -68,4 +68,7 @@ Task<> throwIfCancelled();
 /// turn). Throws `CancellationError` when the task is or becomes cancelled.
 Task<> sleepFor(Nanoseconds duration);
 
+/// As `sleepFor`, but a cancellation of the task neither ends the sleep nor shows in it.
+Task<> sleepThroughCancellation(Nanoseconds duration);
+
 } // namespace dispatch

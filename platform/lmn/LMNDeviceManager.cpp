@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/lmn/LMNDeviceManager.h"
 
+#include "platform/dispatch/Check.h"
 #include "platform/foundation/PathName.h"
 #include "platform/foundation/SharedInstance.h"
 #include "platform/lmn/LMNDeviceArchive.h"
@@ -30,22 +31,52 @@ LMNDeviceManager* LMNDeviceManager::sharedDeviceManager() {
 
 std::shared_ptr<LMNDevice> LMNDeviceManager::deviceWithDeviceUID(std::string_view uid, bool input) {
     try {
-        const foundation::JsonFile file(directory_.path() / foundation::pathComponentOf(uid) /
-                                        configFileName);
-        const std::optional<json::value> stored = file.read();
-        if (!stored)
+        const std::optional<LMNVirtualDeviceConfig> config = configOf(uid);
+        if (!config)
             return nullptr;
-        const LMNVirtualDeviceConfig config = configOfArchive(*stored);
         {
             const dispatch::LockGuard guard(lock_);
-            if (config.hidden && !allowed_.contains(uid))
+            if (config->hidden && !allowed_.contains(uid))
                 return nullptr;
         }
-        return (input ? config.inputChannels : config.outputChannels) > 0 ? open(config) : nullptr;
+        return (input ? config->inputChannels : config->outputChannels) > 0 ? open(*config) : nullptr;
     } catch (const std::exception& error) {
         LMNLog(4, fmt::format("LMNDeviceManager: device \"{}\": {}\n", uid, error.what()));
         return nullptr;
     }
+}
+
+std::optional<LMNVirtualDeviceConfig> LMNDeviceManager::configOf(std::string_view uid) {
+    if (uid.starts_with(systemDeviceUIDPrefix)) {
+        const dispatch::LockGuard guard(lock_);
+        const auto listed = systemDevices_.find(uid);
+        return listed != systemDevices_.end() ? std::optional(listed->second) : std::nullopt;
+    }
+    const foundation::JsonFile file(directory_.path() / foundation::pathComponentOf(uid) / configFileName);
+    const std::optional<json::value> stored = file.read();
+    return stored ? std::optional(configOfArchive(*stored)) : std::nullopt;
+}
+
+void LMNDeviceManager::setSystemDevices(std::function<std::vector<LMNVirtualDeviceConfig>()> list) {
+    const dispatch::LockGuard guard(lock_);
+    listSystemDevices_.swap(list);
+}
+
+void LMNDeviceManager::needsDevicesUpdate() {
+    mainQueue_.assertCurrent();
+    std::function<std::vector<LMNVirtualDeviceConfig>()> list;
+    {
+        const dispatch::LockGuard guard(lock_);
+        list = listSystemDevices_;
+    }
+    std::map<std::string, LMNVirtualDeviceConfig, std::less<>> listed;
+    for (LMNVirtualDeviceConfig& config : list ? list() : std::vector<LMNVirtualDeviceConfig>()) {
+        ORB_CHECK(config.deviceUID.starts_with(systemDeviceUIDPrefix), "\"{}\" is none of the system's own",
+                  config.deviceUID);
+        listed.insert_or_assign(config.deviceUID, std::move(config));
+    }
+    const dispatch::LockGuard guard(lock_);
+    systemDevices_.swap(listed);
 }
 
 void LMNDeviceManager::allowHiddenDevice(std::string_view uid) {
@@ -75,7 +106,8 @@ std::shared_ptr<LMNDevice> LMNDeviceManager::open(const LMNVirtualDeviceConfig& 
     std::shared_ptr<LMNDevice>& device = devices_[config.deviceUID];
     if (!device) {
         foundation::RuntimeDirectory directory = directory_.subdirectory(config.deviceUID);
-        foundation::JsonFile(directory.path() / configFileName).replace(archiveOf(config));
+        if (!config.deviceUID.starts_with(systemDeviceUIDPrefix))
+            foundation::JsonFile(directory.path() / configFileName).replace(archiveOf(config));
         device = std::make_shared<LMNDevice>(config, std::move(directory), mainQueue_);
     }
     return device;

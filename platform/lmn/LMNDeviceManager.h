@@ -3,18 +3,25 @@
 
 #include "platform/lmn/LMNDevice.h"
 
+#include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace lmn {
 
+/// What the UIDs of the system's own devices begin with, and no others.
+inline constexpr std::string_view systemDeviceUIDPrefix = "AirPlay::";
+
 /// The virtual devices that this process knows. A device exists for all processes of the user from its
-/// creation on, as a directory with its configuration and state.
+/// creation on, as a directory with its configuration and state. One of the system's own has only state
+/// there: it is found while the system lists it.
 ///
-/// One per process, made by the composition root. Any thread.
+/// One per process, made by the composition root. Any thread, unless an operation says otherwise.
 class LMNDeviceManager {
   public:
     LMNDeviceManager(const foundation::RuntimeDirectory& runtimeDirectory, dispatch::Queue& mainQueue);
@@ -25,6 +32,13 @@ class LMNDeviceManager {
     /// The device of that UID; nullptr when there is none, when it is hidden and this process has not adopted
     /// or allowed it, or when it has no channels on the side asked for.
     std::shared_ptr<LMNDevice> deviceWithDeviceUID(std::string_view uid, bool input);
+
+    /// Who lists the system's own devices; asked at each refresh, on the main queue, until another is set.
+    void setSystemDevices(std::function<std::vector<LMNVirtualDeviceConfig>()> list);
+
+    /// Refreshes: from now on those of the system's own devices are found that it lists now. On the main
+    /// queue.
+    void needsDevicesUpdate();
 
     /// Lets this process use a hidden device.
     void adoptHiddenDevice(std::string_view uid) { allowHiddenDevice(uid); }
@@ -41,12 +55,15 @@ class LMNDeviceManager {
     std::shared_ptr<LMNDevice> deviceFromArchive(std::string_view archive);
 
   private:
+    std::optional<LMNVirtualDeviceConfig> configOf(std::string_view uid);
     std::shared_ptr<LMNDevice> open(const LMNVirtualDeviceConfig& config);
 
     const foundation::RuntimeDirectory directory_;
     dispatch::Queue& mainQueue_;
     dispatch::Lock lock_;
+    std::function<std::vector<LMNVirtualDeviceConfig>()> listSystemDevices_ ORB_GUARDED_BY(lock_);
     std::map<std::string, std::shared_ptr<LMNDevice>, std::less<>> devices_ ORB_GUARDED_BY(lock_);
+    std::map<std::string, LMNVirtualDeviceConfig, std::less<>> systemDevices_ ORB_GUARDED_BY(lock_);
     std::set<std::string, std::less<>> allowed_ ORB_GUARDED_BY(lock_);
 };
 

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "platform/accessibility/Accessibility.h"
-#include "platform/accessibility/embedded/AXTree.h"
+#include "platform/accessibility/AXTree.h"
 
 #include <map>
 #include <memory>

@@ -1,59 +1,46 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/airplay/Receiver.h"
+#include "platform/airplay/embedded/ReceiverEntry.h"
+#include "platform/airplay/embedded/ReceiversFileError.h"
 
 #include <cstddef>
 #include <filesystem>
-#include <optional>
-#include <stdexcept>
-#include <string>
 #include <string_view>
 #include <vector>
 
 namespace airplay {
 
-/// A receivers file that cannot be used. `what()` is "path:line:column: reason", line and column, from 1 and
-/// in characters, being those of the value or key at fault; "path: reason" when the file cannot be read at
-/// all.
-class ReceiversFileError final : public std::runtime_error {
-  public:
-    explicit ReceiversFileError(const std::string& what) : std::runtime_error(what) {}
-};
-
-/// One entry of a receivers file.
-struct ReceiverEntry {
-    ReceiverDescription description;
-    std::optional<std::filesystem::path> file; ///< where its sound is stored; nullopt: nowhere
-    float volume = 1;
-    dispatch::Nanoseconds connectDelay{}; ///< from the request to the connection
-};
-
-/// The receivers of a machine without any: a JSON file (UTF-8, no comments).
+/// The receivers of a machine without any: a JSON file (UTF-8, no comments), at most 1 MiB.
 ///
 ///     {"version": 1,
 ///      "receivers": [
-///        {"name": "Kitchen",
-///         "id": "A1:B2:C3:D4:E5:F6",
+///        {"name": "Kitchen", "id": "A1:B2:C3:D4:E5:F6",
 ///         "file": "kitchen.wav",
-///         "txt": {"deviceid": "A1:B2:C3:D4:E5:F6", "model": "Speaker1,1"},
+///         "txt": {"model": "Speaker1,1", "pk": {"base64": "3q2+7w=="}},
 ///         "volume": 0.5,
-///         "connectDelay": 0.25}]}
+///         "connectDelay": 0.25,
+///         "code": "1234",
+///         "answers": [{"after": 2, "text": "1243"}, {"after": 1.5, "text": "1234"}]}]}
 ///
-/// - `version`: 1; required.
-/// - `receivers`: at most 256 entries; required.
-/// - `name`: a text of 1 to 63 bytes, as fits a DNS label; required.
-/// - `id`: six pairs of hexadecimal digits with colons, unique in the file whatever their case; required.
+/// Both keys are required, and of an entry the first two; the others are absent for their defaults. At most
+/// 256 entries. Other keys, keys given twice, and null are errors.
+///
+/// - `name`: a text of 1 to 63 bytes, as fits a DNS label.
+/// - `id`: six pairs of hexadecimal digits with colons, unique in the file whatever their case.
+/// - `row`: a text of 1 to 255 bytes, under which a picker shows it together with others.
 /// - `file`: a path, unique in the file; a relative one starts at the directory of the receivers file.
-/// Absent: the
-///   sound is not kept.
-/// - `txt`: the receiver's DNS service record, texts by key. Keys are printable ASCII without "=", no two
-/// alike but
-///   for case; key and value have together at most 254 bytes. Absent: empty.
+///   Absent: the sound is not kept.
+/// - `txt`: the receiver's DNS service record by key: a text, or any bytes as {"base64": ...}. Keys are
+///   printable ASCII without "=", no two alike but for case; key and value together at most 254 bytes.
 /// - `volume`: from 0 to 1. Absent: 1.
-/// - `connectDelay`: seconds from 0 to 3600. Absent: 0.
-///
-/// Other keys, keys given twice, and null are errors.
+/// - `discoveryDelay`, `connectDelay`, `disconnectDelay`, `lostAfter`: seconds from 0 to 3600; see
+///   ReceiverBehaviour. Absent: 0, and never for the last.
+/// - `password` or `code`: what it asks for, 1 to 255 bytes.
+/// - `answers`: at most 16 of {"after": s, "text": ...} or {"after": s, "dismiss": true}: what the user does
+///   at each question of an attempt; beyond them a question is left alone.
+/// - `outcome`: "connects" (absent), "refuses", "never", "vanishes".
+/// - `connectsAs`: any of `name`, `id` and `txt`, in which what turns up differs; its `id` may be anyone's.
 class ReceiversFile {
   public:
     static constexpr std::size_t maximumReceivers = 256;

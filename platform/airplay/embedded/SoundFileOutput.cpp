@@ -14,9 +14,10 @@ constexpr std::array<float, 4096 * channelCount> zeros{};
 
 } // namespace
 
-SoundFileOutput::SoundFileOutput(const ReceiverEntry& entry, Report report, FrameObserver observer)
-    : entry_(entry), report_(std::move(report)), observer_(std::move(observer)) {
-    if (entry_.file) {
+SoundFileOutput::SoundFileOutput(std::shared_ptr<const ReceiverEntry> entry, Report report,
+                                 FrameObserver observer)
+    : entry_(std::move(entry)), report_(std::move(report)), observer_(std::move(observer)) {
+    if (entry_->file) {
         open();
     }
 }
@@ -26,7 +27,7 @@ void SoundFileOutput::open() {
     info.samplerate = frameRate;
     info.channels = channelCount;
     info.format = SF_FORMAT_RF64 | SF_FORMAT_FLOAT;
-    file_.reset(sf_open(entry_.file->c_str(), SFM_WRITE, &info));
+    file_.reset(sf_open(entry_->file->c_str(), SFM_WRITE, &info));
     if (!file_) {
         giveUp("open", sf_strerror(nullptr));
         return;
@@ -74,7 +75,7 @@ void SoundFileOutput::write(std::span<const float> frames) noexcept {
 /// Once: without a file nothing else can fail.
 void SoundFileOutput::giveUp(const char* what, const char* reason) noexcept {
     report_(fmt::format("receiver \"{}\": cannot {} {}: {}; its sound is no longer stored",
-                        entry_.description.name, what, entry_.file->string(), reason));
+                        entry_->description.name, what, entry_->file->string(), reason));
     file_.reset();
 }
 

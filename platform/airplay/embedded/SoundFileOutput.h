@@ -14,7 +14,7 @@ namespace airplay {
 class SoundFileOutput final : public ReceiverOutput {
   public:
     /// Opens the entry's file, if it has one, anew.
-    SoundFileOutput(const ReceiverEntry& entry, Report report, FrameObserver observer);
+    SoundFileOutput(std::shared_ptr<const ReceiverEntry> entry, Report report, FrameObserver observer);
 
     void play(std::span<const float> frames, FrameIndex first) noexcept override;
     void silenceUntil(FrameIndex) noexcept override {}
@@ -30,7 +30,7 @@ class SoundFileOutput final : public ReceiverOutput {
     void write(std::span<const float> frames) noexcept;
     void giveUp(const char* what, const char* reason) noexcept;
 
-    const ReceiverEntry& entry_;
+    const std::shared_ptr<const ReceiverEntry> entry_; // as it was when the route began
     const Report report_;
     const FrameObserver observer_;
     std::unique_ptr<SNDFILE, Close> file_; // null: nothing is stored (any more)

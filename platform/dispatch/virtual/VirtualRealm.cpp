@@ -123,7 +123,7 @@ void VirtualRealm::settle() {
 }
 
 bool VirtualRealm::fireOneDueTimer() {
-    Timer* due = timers_.takeDue(clock_.time);
+    Timer* due = timers_.takeDue(clock_.time - timerLateness_);
     if (due == nullptr)
         return false;
     auto fire = [due] { due->fire(); };
@@ -159,9 +159,9 @@ bool VirtualRealm::advanceUntil(FunctionRef<bool()> done, Nanoseconds limit) {
         if (done())
             return true;
         const std::optional<HostTime> next = timers_.nextDeadline();
-        if (!next || *next > end)
+        if (!next || *next + timerLateness_ > end)
             return false;
-        clock_.time = *next;
+        clock_.time = std::max(clock_.time, *next + timerLateness_);
     }
 }
 

@@ -41,6 +41,9 @@ class VirtualRealm final : public Realm {
     /// Advances from deadline to deadline until `done()` holds; false when `limit` has passed before.
     bool advanceUntil(FunctionRef<bool()> done, Nanoseconds limit);
 
+    /// From now on every timer fires this much after its deadline, as those of a real machine do; 0 at first.
+    void setTimerLateness(Nanoseconds lateness) { timerLateness_ = lateness; }
+
     /// Moves the wall clock alone, as a person or a time server may.
     void stepWallClock(Nanoseconds step) { clock_.wallOffset += step; }
 
@@ -81,6 +84,7 @@ class VirtualRealm final : public Realm {
     VirtualClock clock_;
     boost::asio::io_context io_{1};
     TimerHeap timers_;
+    Nanoseconds timerLateness_{};
     std::deque<Ready> ready_;
     std::list<Debt> debts_;
     std::unique_ptr<VirtualQueue> mainQueue_;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tests/ORBRouteService/audio/MirrorWorld.h"
 
+#include "ORBRouteService/devices/AVOutputDeviceAccessors.h"
+
 #include <fmt/format.h>
 
 #include <unistd.h>
@@ -14,28 +16,7 @@ namespace {
 
 void report(const std::string& line) { lmn::LMNLog(4, line + "\n"); }
 
-lmn::LMNVirtualDeviceConfig virtualDeviceConfig(const std::string& name) {
-    return {.name = name, .deviceUID = "com.fernwick.Orbweaver::" + name};
-}
-
 } // namespace
-
-class MirrorWorld::OutputDevice final : public AVOutputDeviceProtocol {
-  public:
-    explicit OutputDevice(std::shared_ptr<lmn::LMNDevice> device) : device_(std::move(device)) {}
-    std::string name() const override { return device_->name(); }
-    std::shared_ptr<lmn::LMNDevice> lmnDevice() override { return device_; }
-
-  private:
-    const std::shared_ptr<lmn::LMNDevice> device_;
-};
-
-class MirrorWorld::OutputContext final : public AVOutputContextProtocol {
-  public:
-    std::vector<std::shared_ptr<AVOutputDeviceProtocol>> outputDevices() override { return devices; }
-
-    std::vector<std::shared_ptr<AVOutputDeviceProtocol>> devices;
-};
 
 /// A second tap of the same kind, which keeps what it captures.
 class MirrorWorld::Capture final : public lmn::LMNTapDelegate {
@@ -75,8 +56,7 @@ MirrorWorld::MirrorWorld(dispatch::Realm& realm, MirrorWorldOptions options)
       audioServer_(realm),
       lmn_(realm, deviceManager_, audioServer_),
       playback_(realm, report),
-      context_(playback_, notifications_),
-      listed_(std::make_shared<OutputContext>()) {
+      context_(std::make_shared<avfoundation::AVOutputContext>(playback_, notifications_)) {
     onMain([this] {
         manager_ = std::make_unique<ORBManager>(
             ORBManagerContext{.mainQueue = realm_.mainQueue(),
@@ -98,6 +78,7 @@ MirrorWorld::~MirrorWorld() {
         captureTap_.reset();
         mirror_.reset();
         playback_.finish();
+        context_.reset();
         manager_.reset();
     });
     audioServer_.queue().sync([this] { players_.clear(); });
@@ -113,21 +94,26 @@ void MirrorWorld::onMain(dispatch::FunctionRef<void()> action) {
 void MirrorWorld::addReceivers() {
     for (std::size_t index = 0; index < receiverCount; ++index) {
         airplay::ReceiverEntry entry;
-        entry.description = {
-            .name = fmt::format("receiver{}", index), .identifier = fmt::format("{}", index), .txt = {}};
+        entry.description.name = fmt::format("receiver{}", index);
+        entry.description.identifier = fmt::format("A1:B2:C3:D4:E5:{:02X}", index);
+        if (index + 2 >= receiverCount)
+            entry.description.txt = {{"gid", "G"}, {"tsid", "T"}};
         receivers_.push_back(std::make_shared<airplay::EmbeddedReceiver>(
-            std::move(entry), report,
-            [this, index](std::span<const float> frames, airplay::FrameIndex first) {
-                put(heard_[index], first, frames);
-            }));
+            std::move(entry),
+            airplay::EmbeddedReceiver::Surroundings{
+                .mainQueue = realm_.mainQueue(),
+                .report = report,
+                .observer = [this, index](std::span<const float> frames, airplay::FrameIndex first) {
+                    put(heard_[index], first, frames);
+                }}));
         playback_.addReceiver(receivers_.back());
     }
-    context_.setApplicationProcessID(::getpid());
+    context_->setApplicationProcessID(::getpid());
 }
 
 void MirrorWorld::makeMirror() {
     device_ = deviceManager_.deviceFromArchive(
-        deviceManager_.archiveFromConfig(virtualDeviceConfig("mirrored"), false));
+        deviceManager_.archiveFromConfig({.name = "mirrored", .deviceUID = "mirrored"}, false));
     served_ = audioServer_.serve(device_);
     tapActivity_ = std::make_shared<TapIOActivity>(realm_.mainQueue());
     mirror_ = ORBMirrorDevice::create({.lmn = lmn_,
@@ -148,7 +134,7 @@ void MirrorWorld::makeMirror() {
                                            },
                                        .allocator = options_.allocator},
                                       {.contextDevice = device_,
-                                       .context = listed_,
+                                       .context = std::make_shared<AVOutputContextBridge>(context_),
                                        .chunkSize = options_.chunkSize,
                                        .renderSampleRate = rate,
                                        .syncLatency = options_.latency});
@@ -170,8 +156,8 @@ void MirrorWorld::stopCapturing() {
 }
 
 std::shared_ptr<lmn::LMNDevice> MirrorWorld::virtualDevice(std::size_t receiver) {
-    const auto config = virtualDeviceConfig(receivers_.at(receiver)->description().name);
-    return deviceManager_.deviceFromArchive(deviceManager_.archiveFromConfig(config, false));
+    const auto output = std::make_shared<avfoundation::AVOutputDevice>(receivers_.at(receiver));
+    return lmnDevice(AVOutputDeviceBridge(output));
 }
 
 void MirrorWorld::connect(std::initializer_list<std::size_t> receivers) {
@@ -182,19 +168,12 @@ void MirrorWorld::connect(const std::vector<std::size_t>& receivers) {
     onMain([&] {
         for (const std::size_t old : connected_)
             if (std::ranges::find(receivers, old) == receivers.end())
-                context_.route().disconnect(receivers_[old]);
+                context_->route().disconnect(receivers_[old]);
         for (const std::size_t index : receivers)
-            context_.route().connect(receivers_[index]);
+            context_->route().connect(receivers_[index]);
         connected_ = receivers;
-        setListedDevices(receivers);
         mirror_->outputDevicesChanged();
     });
-}
-
-void MirrorWorld::setListedDevices(const std::vector<std::size_t>& receivers) {
-    listed_->devices.clear();
-    for (const std::size_t index : receivers)
-        listed_->devices.push_back(std::make_shared<OutputDevice>(virtualDevice(index)));
 }
 
 ScriptedPlayer& MirrorWorld::play(PlayerScript script, std::int32_t process) {
@@ -206,7 +185,7 @@ ScriptedPlayer& MirrorWorld::play(PlayerScript script, std::int32_t process) {
 
 Sound MirrorWorld::captured() {
     std::optional<dispatch::HostTime> epoch;
-    onMain([&] { epoch = context_.route().epoch(); });
+    onMain([&] { epoch = context_->route().epoch(); });
     const airplay::FrameGrid grid(epoch.value());
     Sound sound;
     for (const Capture::Cycle& cycle : capture_->cycles)

@@ -2,10 +2,11 @@
 #pragma once
 
 #include "ORBRouteService/audio/ORBMirrorDevice.h"
+#include "ORBRouteService/bridges/AVOutputContextBridge.h"
 #include "ORBRouteService/log/ORBDebugLog.h"
 #include "platform/airplay/embedded/EmbeddedReceiver.h"
-#include "platform/avfoundation/AVOutputContext.h"
 #include "platform/dispatch/virtual/VirtualRealm.h"
+#include "platform/foundation/SharedInstance.h"
 #include "platform/lmn/embedded/EmbeddedAudioServer.h"
 #include "tests/ORBRouteService/audio/NumberedSound.h"
 #include "tests/ORBRouteService/audio/ScriptedPlayer.h"
@@ -46,7 +47,8 @@ struct MirrorWorldOptions {
 /// called from the main queue or, in virtual time, from outside of all queues.
 class MirrorWorld {
   public:
-    static constexpr std::size_t receiverCount = 3;
+    /// The last two are a group: one virtual device stands for both.
+    static constexpr std::size_t receiverCount = 4;
 
     explicit MirrorWorld(dispatch::Realm& realm, MirrorWorldOptions options = {});
     ~MirrorWorld();
@@ -66,9 +68,6 @@ class MirrorWorld {
     /// Exactly these receivers are connected from now on.
     void connect(std::initializer_list<std::size_t> receivers);
     void connect(const std::vector<std::size_t>& receivers);
-
-    /// The context's devices in another order, or repeated, without telling the mirror device.
-    void setListedDevices(const std::vector<std::size_t>& receivers);
 
     /// A player that begins to play its script now.
     ScriptedPlayer& play(PlayerScript script, std::int32_t process = foreignProcess);
@@ -108,8 +107,6 @@ class MirrorWorld {
     void onMain(dispatch::FunctionRef<void()> action);
 
   private:
-    class OutputDevice;
-    class OutputContext;
     class Capture;
 
     void addReceivers();
@@ -126,11 +123,11 @@ class MirrorWorld {
     const std::unique_ptr<ORBUserDefaults> defaults_;
     std::unique_ptr<ORBManager> manager_;
     lmn::LMNDeviceManager deviceManager_;
+    const foundation::SharedInstance<lmn::LMNDeviceManager> sharedDeviceManager_{deviceManager_};
     lmn::EmbeddedAudioServer audioServer_;
     lmn::LMNSystem lmn_;
     airplay::PlaybackSystem playback_;
-    avfoundation::AVOutputContext context_;
-    const std::shared_ptr<OutputContext> listed_;
+    std::shared_ptr<avfoundation::AVOutputContext> context_;
     std::vector<std::shared_ptr<airplay::EmbeddedReceiver>> receivers_;
     std::vector<Sound> heard_{receiverCount};
     std::shared_ptr<lmn::LMNDevice> device_;

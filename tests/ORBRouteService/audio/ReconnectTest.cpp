@@ -44,7 +44,7 @@ TEST_P(ReconnectTest, isAskedForWithoutNeedOrNotAskedForInNeed) {
 INSTANTIATE_TEST_SUITE_P(Situations, ReconnectTest,
                          testing::Values(Situation{{0}, {}, {0}, false}, Situation{{1}, {}, {0}, true},
                                          Situation{{0, 1}, {}, {1, 0}, false},
-                                         Situation{{0, 0}, {}, {0}, false}, Situation{{0}, {}, {0, 0}, false},
+                                         Situation{{0, 0}, {}, {0}, false}, Situation{{2}, {}, {2, 3}, false},
                                          Situation{{0, 1}, {}, {0}, true}, Situation{{}, {}, {0}, true},
                                          Situation{{0}, {0}, {}, true}, Situation{{}, {0}, {}, false},
                                          Situation{{0}, {}, {}, false},

@@ -48,10 +48,13 @@ class RouteTest : public testing::Test {
   public:
     std::shared_ptr<EmbeddedReceiver> makeReceiver(const std::string& name, Recording* recording = nullptr) {
         ReceiverEntry entry;
-        entry.description = {name, name, {}};
+        entry.description = {.name = name, .identifier = name, .txt = {}, .row = {}};
         entry.file = directory / (name + ".wav");
-        return std::make_shared<EmbeddedReceiver>(entry, report,
-                                                  recording ? recording->observer() : FrameObserver());
+        return std::make_shared<EmbeddedReceiver>(
+            entry,
+            EmbeddedReceiver::Surroundings{.mainQueue = realm.mainQueue(),
+                                           .report = report,
+                                           .observer = recording ? recording->observer() : FrameObserver()});
     }
 
     void onMain(dispatch::FunctionRef<void()> action) {

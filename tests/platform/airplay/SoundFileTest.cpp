@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "platform/dispatch/virtual/VirtualRealm.h"
 #include "tests/platform/airplay/Recordings.h"
 
 #include <gtest/gtest.h>
@@ -15,10 +16,15 @@ const FrameGrid grid{dispatch::HostTime{}};
 class SoundFileTest : public testing::Test {
   public:
     std::shared_ptr<EmbeddedReceiver> makeReceiver(const std::filesystem::path& file) {
+        ReceiverEntry entry{.description = {.name = "Kitchen", .identifier = "1", .txt = {}, .row = {}},
+                            .file = file,
+                            .volume = 0.25F,
+                            .behaviour = {}};
         return std::make_shared<EmbeddedReceiver>(
-            ReceiverEntry{
-                .description = {"Kitchen", "1", {}}, .file = file, .volume = 0.25F, .connectDelay = {}},
-            [this](const std::string& line) { reports.push_back(line); }, recording.observer());
+            std::move(entry), EmbeddedReceiver::Surroundings{
+                                  .mainQueue = realm.mainQueue(),
+                                  .report = [this](const std::string& line) { reports.push_back(line); },
+                                  .observer = recording.observer()});
     }
 
     /// Plays 100 steps and as much silence.
@@ -33,6 +39,7 @@ class SoundFileTest : public testing::Test {
     }
 
     const TemporaryDirectory directory;
+    dispatch::VirtualRealm realm;
     std::vector<std::string> reports;
     Recording recording;
 };

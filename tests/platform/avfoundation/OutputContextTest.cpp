@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 namespace avfoundation {
 namespace {
 
@@ -10,33 +12,104 @@ class OutputContextTest : public testing::Test, public World {
   public:
     std::shared_ptr<AVOutputDevice> deviceWith(const std::map<std::string, std::string>& txt) {
         airplay::ReceiverEntry entry;
-        entry.description = {"Kitchen", "A1:B2:C3:D4:E5:F6", txt};
-        return std::make_shared<AVOutputDevice>(
-            std::make_shared<airplay::EmbeddedReceiver>(entry, system.report()));
+        entry.description.name = "Kitchen";
+        entry.description.identifier = "A1:B2:C3:D4:E5:F6";
+        entry.description.txt = txt;
+        return std::make_shared<AVOutputDevice>(makeReceiver(entry));
     }
+
+    /// The contexts about which a notification is posted, from now on.
+    std::shared_ptr<std::vector<const void*>> contextsTold(const char* notificationName) {
+        auto told = std::make_shared<std::vector<const void*>>();
+        subscriptions.push_back(center.observe(
+            notificationName, nullptr, nullptr,
+            [told](const foundation::Notification& posted) { told->push_back(posted.object); }));
+        return told;
+    }
+
+    std::vector<foundation::Subscription> subscriptions;
 };
 
 TEST_F(OutputContextTest, changesOfOneTurnAreToldOnceToTheObserversOfThatContextOnly) {
-    AVOutputContext other(system, center);
-    std::vector<const void*> told;
-    const auto subscription = center.observe(
-        AVOutputContextOutputDevicesDidChangeNotification, nullptr, nullptr,
-        [&](const foundation::Notification& notification) { told.push_back(notification.object); });
+    const auto told = contextsTold(AVOutputContextOutputDevicesDidChangeNotification);
     airplay::Recording second;
     const auto receiver = makeReceiver("A", recording);
     onMain([&] {
         context->route().connect(receiver);
         context->route().connect(makeReceiver("B", second));
         EXPECT_EQ(context->outputDevices().size(), 2U);
-        EXPECT_TRUE(told.empty());
+        EXPECT_TRUE(told->empty());
     });
-    EXPECT_EQ(told, (std::vector<const void*>{context.get()}));
+    EXPECT_EQ(*told, (std::vector<const void*>{context.get()}));
     const auto kept = context->outputDevices()[1];
     onMain([&] { context->route().disconnect(receiver); });
-    EXPECT_EQ(told.size(), 2U);
+    EXPECT_EQ(told->size(), 2U);
     ASSERT_EQ(context->outputDevices().size(), 1U);
     EXPECT_EQ(context->outputDevices()[0], kept);
-    EXPECT_NE(context->contextID(), other.contextID());
+}
+
+TEST_F(OutputContextTest, theFirstDeviceSpeaksForAllAndVolumesAreSetForAllAndToldOnceATurn) {
+    const auto first = makeReceiver("A", recording);
+    const auto second = makeReceiver("B", recording);
+    const auto told = contextsTold(AVOutputContextVolumeDidChangeNotification);
+    const auto facts = [this] {
+        return std::tuple(context->deviceName(), context->outputDeviceFeatures(), context->canSetVolume(),
+                          context->volume());
+    };
+    context->setVolume(0.5F);
+    EXPECT_EQ(facts(), std::tuple(std::nullopt, 0U, false, 0.0F));
+    onMain([&] {
+        context->route().connect(first);
+        context->route().connect(second);
+        second->setVolume(0.25F);
+        second->setVolume(0.75F);
+    });
+    EXPECT_EQ(*told, (std::vector<const void*>{context.get()}));
+    EXPECT_EQ(facts(), std::tuple("A", 0x1C340445F8A00U, true, 1.0F));
+    onMain([&] { context->setVolume(0.5F); });
+    EXPECT_EQ(told->size(), 2U);
+    EXPECT_EQ(first->volume(), 0.5F);
+    EXPECT_EQ(second->volume(), 0.5F);
+    onMain([&] { context->route().disconnect(first); });
+    onMain([&] { first->setVolume(0.1F); });
+    EXPECT_EQ(told->size(), 2U) << "it is not ours any more";
+    onMain([&] { second->setVolume(0.2F); });
+    EXPECT_EQ(told->size(), 3U);
+    EXPECT_EQ(context->volume(), 0.2F);
+}
+
+TEST_F(OutputContextTest, whatIsSetChangesWhatThisObjectSaysAndNothingElse) {
+    const auto device = deviceWith({{"model", "M"}});
+    const AVOutputDevice other(device->receiver());
+    airplay::ReceiverEntry renamed =
+        *std::static_pointer_cast<airplay::EmbeddedReceiver>(device->receiver())->entry();
+    renamed.description.name = "Bath";
+    onMain([&] { std::static_pointer_cast<airplay::EmbeddedReceiver>(device->receiver())->update(renamed); });
+    EXPECT_EQ(device->description(), "<AVOutputDevice: Bath (A1:B2:C3:D4:E5:F6)>") << "as it is now";
+    const std::string ID = device->ID();
+    device->setName("name");
+    device->setLogicalDeviceID("logical");
+    device->setIdentifyingMACAddress("address");
+    device->setAirPlayProperties({{"key", {"bytes"}}});
+    device->setModelID("model");
+    device->setID("id");
+    device->setManufacturer("manufacturer");
+    device->setSupportsBufferedAirPlay(true);
+    device->setVolume(0.5F);
+    const auto facts = [](const AVOutputDevice& of) {
+        return std::vector{of.name(),
+                           of.logicalDeviceID(),
+                           of.identifyingMACAddress(),
+                           of.airPlayProperties().begin()->first,
+                           of.modelID(),
+                           of.ID(),
+                           of.manufacturer(),
+                           std::string(of.supportsBufferedAirPlay() ? "buffered" : "")};
+    };
+    EXPECT_EQ(facts(*device), (std::vector<std::string>{"name", "logical", "address", "key", "model", "id",
+                                                        "manufacturer", "buffered"}));
+    EXPECT_EQ(facts(other), (std::vector<std::string>{"Bath", ID, ID, AirPlayTXTRecord, "M", ID, "", ""}));
+    EXPECT_EQ(other.volume(), 0.5F) << "the receiver's own";
 }
 
 TEST_F(OutputContextTest, theTxtRecordIsCarriedAsDnsServiceDiscoveryDoes) {

@@ -38,15 +38,16 @@ TEST(PlaybackStressTest, cyclesFeedingAndPlayingMeetWithoutARaceAndNoRequestIsLo
     foundation::NotificationCenter center;
     airplay::PlaybackSystem system(realm, {});
     const auto queue = realm.makeQueue("feed");
-    AVOutputContext context(system, center);
+    auto context = std::make_unique<AVOutputContext>(system, center);
     AVSampleBufferRenderSynchronizer synchronizer(realm, center);
     auto renderer = std::make_unique<AVSampleBufferAudioRenderer>(system, 1);
     synchronizer.addRenderer(*renderer);
     airplay::Recording recording;
     airplay::ReceiverEntry entry;
-    entry.description = {"A", "A", {}};
-    const auto receiver =
-        std::make_shared<airplay::EmbeddedReceiver>(entry, airplay::Report(), recording.observer());
+    entry.description.identifier = "A";
+    const auto receiver = std::make_shared<airplay::EmbeddedReceiver>(
+        entry, airplay::EmbeddedReceiver::Surroundings{
+                   .mainQueue = realm.mainQueue(), .report = {}, .observer = recording.observer()});
     std::atomic<int> running{0};
     std::atomic<int> invocations{0};
     std::atomic<bool> overlapped{false};
@@ -72,8 +73,8 @@ TEST(PlaybackStressTest, cyclesFeedingAndPlayingMeetWithoutARaceAndNoRequestIsLo
         realm.mainQueue().async([&] { realm.stop(); });
     });
     realm.mainQueue().async([&] {
-        context.setApplicationProcessID(1);
-        context.route().connect(receiver);
+        context->setApplicationProcessID(1);
+        context->route().connect(receiver);
     });
     realm.run();
     cycles.join();
@@ -84,6 +85,11 @@ TEST(PlaybackStressTest, cyclesFeedingAndPlayingMeetWithoutARaceAndNoRequestIsLo
     }
     renderer.reset();
     system.finish();
+    realm.mainQueue().async([&] {
+        context.reset();
+        realm.stop();
+    });
+    realm.run();
     EXPECT_FALSE(overlapped);
     EXPECT_FALSE(fell);
     EXPECT_FALSE(recording.isBroken());

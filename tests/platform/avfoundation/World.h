@@ -18,6 +18,10 @@ namespace avfoundation {
 struct World {
     static constexpr std::int32_t process = 4711;
 
+    ~World() {
+        onMain([&] { context.reset(); });
+    }
+
     void onMain(dispatch::FunctionRef<void()> action) {
         realm.mainQueue().sync(action);
         realm.settle();
@@ -26,9 +30,18 @@ struct World {
     std::shared_ptr<airplay::EmbeddedReceiver> makeReceiver(const std::string& name,
                                                             airplay::Recording& heard) {
         airplay::ReceiverEntry entry;
-        entry.description = {
-            name, name, {{"deviceid", name}, {"features", "0x445F8A00,0x1C340"}, {"gid", "G"}}};
-        return std::make_shared<airplay::EmbeddedReceiver>(entry, system.report(), heard.observer());
+        entry.description.name = name;
+        entry.description.identifier = name;
+        entry.description.txt = {{"deviceid", name}, {"features", "0x445F8A00,0x1C340"}, {"gid", "G"}};
+        return makeReceiver(std::move(entry), heard.observer());
+    }
+
+    std::shared_ptr<airplay::EmbeddedReceiver> makeReceiver(airplay::ReceiverEntry entry,
+                                                            airplay::FrameObserver observer = {}) {
+        return std::make_shared<airplay::EmbeddedReceiver>(
+            std::move(entry),
+            airplay::EmbeddedReceiver::Surroundings{
+                .mainQueue = realm.mainQueue(), .report = system.report(), .observer = std::move(observer)});
     }
 
     /// Ties the context to the process and connects a receiver.

@@ -145,6 +145,29 @@ TEST_F(LMNDeviceTest, aDeviceIsFoundOnTheSidesThatHaveChannels) {
     EXPECT_TRUE(log.lines().empty());
 }
 
+TEST_F(LMNDeviceTest, aDeviceOfTheSystemIsFoundWhileItIsListedAndStoredByNobody) {
+    const LMNVirtualDeviceConfig config{.name = "Group", .deviceUID = "AirPlay::G", .isAirPlay = true};
+    std::vector<LMNVirtualDeviceConfig> listed{config};
+    world.manager.setSystemDevices([&] { return listed; });
+    const auto refresh = [&] { realm.mainQueue().sync([&] { world.manager.needsDevicesUpdate(); }); };
+    EXPECT_EQ(world.manager.deviceWithDeviceUID("AirPlay::G", false), nullptr) << "not refreshed yet";
+    refresh();
+    const auto device = world.manager.deviceWithDeviceUID("AirPlay::G", false);
+    ASSERT_NE(device, nullptr);
+    EXPECT_EQ(world.manager.deviceWithDeviceUID("AirPlay::G", true), nullptr);
+    device->setVolume(0.5);
+
+    LMNDeviceManager others = anotherManager();
+    const auto theirs = others.deviceFromArchive(world.manager.archiveForDevice(*device));
+    ASSERT_NE(theirs, nullptr);
+    EXPECT_EQ(theirs->volume().get(), 0.5);
+    EXPECT_EQ(others.deviceWithDeviceUID("AirPlay::G", false), nullptr) << "their system lists none";
+    listed.clear();
+    EXPECT_EQ(world.manager.deviceWithDeviceUID("AirPlay::G", false), device) << "until the next refresh";
+    refresh();
+    EXPECT_EQ(world.manager.deviceWithDeviceUID("AirPlay::G", false), nullptr);
+}
+
 TEST_F(LMNDeviceTest, aDamagedArchiveMakesNoDeviceAndIsTold) {
     const std::string whole = world.manager.archiveForDevice(*world.device);
     std::vector<std::string> archives = {"[]", "{}", "null", whole + "x", std::string("\0\xFF", 2)};

@@ -30,6 +30,8 @@ class AXReadCounts {
 /// Owned by its parent, or by its publisher. Main thread.
 class AXTreeElement {
   public:
+    using Children = std::vector<std::unique_ptr<AXTreeElement>>;
+
     explicit AXTreeElement(std::string_view role);
     ~AXTreeElement();
     AXTreeElement(const AXTreeElement&) = delete;
@@ -44,11 +46,15 @@ class AXTreeElement {
 
     AXTreeElement& add(std::unique_ptr<AXTreeElement> child);
     AXTreeElement& add(std::string_view role) { return add(std::make_unique<AXTreeElement>(role)); }
+    AXTreeElement& addFirst(std::unique_ptr<AXTreeElement> child);
     std::unique_ptr<AXTreeElement> remove(const AXTreeElement& child);
     void removeAll();
-    const std::vector<std::unique_ptr<AXTreeElement>>& children() const { return children_; }
 
-    /// Called for AXPress, at once. It may change the tree, this element included, but not drop this element.
+    /// Keeps these children, each named once, in this order, and drops the others.
+    void arrange(const std::vector<const AXTreeElement*>& order);
+    const Children& children() const { return children_; }
+
+    /// Called for AXPress, at once. It may change the tree, this element included, and drop this element.
     void onPress(std::function<void()> action) { press_ = std::move(action); }
 
     AXUIElement handle() const;
@@ -59,10 +65,11 @@ class AXTreeElement {
   private:
     class Provider;
 
+    AXTreeElement& insert(Children::const_iterator where, std::unique_ptr<AXTreeElement> child);
     std::optional<AXValue> read(std::string_view attribute) const;
 
     std::map<std::string, AXValue, std::less<>> attributes_;
-    std::vector<std::unique_ptr<AXTreeElement>> children_;
+    Children children_;
     AXTreeElement* parent_ = nullptr;
     AXReadCounts* counts_ = nullptr;
     std::function<void()> press_;

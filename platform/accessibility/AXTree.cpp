@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/accessibility/embedded/AXTree.h"
+#include "platform/accessibility/AXTree.h"
 
 #include <algorithm>
 #include <utility>
@@ -54,7 +54,7 @@ AXTreeElement::AXTreeElement(std::string_view role) : provider_(std::make_shared
 AXTreeElement::~AXTreeElement() {
     provider_->elementGoes();
     // From the leaves up and without recursion: a tree may be deeper than the stack.
-    std::vector<std::unique_ptr<AXTreeElement>> rest;
+    Children rest;
     rest.swap(children_);
     while (!rest.empty()) {
         const std::unique_ptr<AXTreeElement> last = std::move(rest.back());
@@ -83,11 +83,19 @@ void AXTreeElement::setList(std::string_view attribute, const std::vector<const 
 }
 
 AXTreeElement& AXTreeElement::add(std::unique_ptr<AXTreeElement> child) {
+    return insert(children_.end(), std::move(child));
+}
+
+AXTreeElement& AXTreeElement::addFirst(std::unique_ptr<AXTreeElement> child) {
+    return insert(children_.begin(), std::move(child));
+}
+
+AXTreeElement& AXTreeElement::insert(Children::const_iterator where, std::unique_ptr<AXTreeElement> child) {
     child->parent_ = this;
     if (child->counts_ == nullptr) {
         child->counts_ = counts_;
     }
-    return *children_.emplace_back(std::move(child));
+    return **children_.insert(where, std::move(child));
 }
 
 std::unique_ptr<AXTreeElement> AXTreeElement::remove(const AXTreeElement& child) {
@@ -103,6 +111,18 @@ std::unique_ptr<AXTreeElement> AXTreeElement::remove(const AXTreeElement& child)
 }
 
 void AXTreeElement::removeAll() { children_.clear(); }
+
+void AXTreeElement::arrange(const std::vector<const AXTreeElement*>& order) {
+    std::map<const AXTreeElement*, std::unique_ptr<AXTreeElement>> before;
+    for (std::unique_ptr<AXTreeElement>& child : children_) {
+        const AXTreeElement* const key = child.get();
+        before.emplace(key, std::move(child));
+    }
+    children_.clear();
+    for (const AXTreeElement* element : order) {
+        children_.push_back(std::move(before.at(element)));
+    }
+}
 
 AXUIElement AXTreeElement::handle() const { return AXUIElement(provider_); }
 

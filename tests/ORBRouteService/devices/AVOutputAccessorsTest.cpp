@@ -1,0 +1,153 @@
+// SPDX-License-Identifier: MIT
+#include "ORBRouteService/bridges/AVOutputContextBridge.h"
+#include "ORBRouteService/devices/AVOutputContextAccessors.h"
+#include "ORBRouteService/devices/AVOutputDeviceAccessors.h"
+
+#include "platform/foundation/coding/TXTRecord.h"
+#include "platform/lmn/LMNDevice.h"
+#include "tests/ORBRouteService/bridges/OutputsFixture.h"
+
+#include <boost/json/parse.hpp>
+
+#include <tuple>
+#include <vector>
+
+namespace orb {
+namespace {
+
+const std::string mac = "a1b2c3d4e5f6";
+const std::string fullMac = "A1:B2:C3:D4:E5:F6";
+const std::string prefix = "com.fernwick.Orbweaver::";
+
+class AVOutputAccessorsTest : public OutputsFixture {
+  protected:
+    AVOutputDeviceBridge device(const std::string& ID, const Txt& txt = {}) {
+        return AVOutputDeviceBridge(
+            std::make_shared<avfoundation::AVOutputDevice>(receiver("Kitchen", ID, txt)));
+    }
+};
+
+TEST_F(AVOutputAccessorsTest, aRecordIsReadAsItStandsAndLacksWhatIsNoText) {
+    EXPECT_EQ(txtRecordData(device(mac)), std::nullopt);
+    EXPECT_EQ(txtRecord(device(mac)), std::nullopt);
+    AVOutputDeviceBridge output = device(mac);
+    output.setAirPlayProperties({{"Other", {"x"}}});
+    EXPECT_EQ(txtRecord(output), std::nullopt);
+    output.setAirPlayProperties({{"AirPlayTXTRecord", {""}}});
+    EXPECT_EQ(txtRecord(output), TxtRecord{}) << "an empty record is one";
+    const AVOutputDeviceBridge damaged = device(mac, {{"pk", "\xFF"}, {"tsid", "ü"}, {"btaddr", ""}});
+    EXPECT_EQ(txtRecordData(damaged)->at("pk"), foundation::Data{"\xFF"});
+    EXPECT_EQ(txtRecord(damaged), (TxtRecord{{"btaddr", ""}, {"tsid", "ü"}}));
+}
+
+TEST_F(AVOutputAccessorsTest, factsComeFromTheRecordElseFromTheDevice) {
+    struct Facts {
+        Txt txt;
+        std::string macAddress, btAddress, pk;
+        std::optional<std::string> tsid;
+    };
+    for (const Facts& facts : std::vector<Facts>{
+             {{}, fullMac, "", "", {}},
+             {{{"deviceid", "112233aabbcc"}}, "11:22:33:AA:BB:CC", "", "", {}},
+             {{{"deviceid", "\xFF"}}, fullMac, "", "", {}},
+             {{{"btaddr", "b"}, {"pk", "p"}, {"tsid", "t"}}, fullMac, "b", "p", "t"},
+         }) {
+        const AVOutputDeviceBridge output = device(mac, facts.txt);
+        EXPECT_EQ(std::tuple(fwMACAddress(output), fwBTAddress(output), fwPK(output), fwTSID(output)),
+                  std::tie(facts.macAddress, facts.btAddress, facts.pk, facts.tsid));
+    }
+}
+
+TEST_F(AVOutputAccessorsTest, theVirtualDeviceIsFoundThoughHiddenElseMadeAndOneForAGroup) {
+    const auto hidden = make({.name = "Hidden", .deviceUID = prefix + "11:22", .hidden = true});
+    EXPECT_EQ(lmnDevice(device(mac, {{"deviceid", "1122"}})), hidden);
+    const auto made = lmnDevice(device(mac));
+    EXPECT_EQ(made->deviceUID(), prefix + mac) << "the identifier as it stands";
+    EXPECT_EQ(made->name(), "Kitchen");
+    EXPECT_EQ(lmnDevice(device(mac)), made);
+    const auto group = lmnDevice(device("1", {{"gid", "g"}, {"tsid", "t"}}));
+    EXPECT_EQ(group, lmnDevice(device("2", {{"gid", "g"}, {"tsid", "t"}, {"deviceid", "2"}})));
+}
+
+TEST_F(AVOutputAccessorsTest, anOutputMatchesByTheUIDOfItsRecordOrByItsAddress) {
+    struct Match {
+        const char* what;
+        const char* storedRecord;
+        const char* storedAddress;
+        Txt txt;
+        bool matches;
+    };
+    const Txt grouped{{"gid", "g"}, {"tsid", "t"}, {"deviceid", mac}};
+    for (const Match& match : std::vector<Match>{
+             {"neither has anything", "null", "null", {}, true},
+             {"stored record with neither key", R"({"pk":"x"})", "null", {}, true},
+             {"stored record with neither key, another address", "null", "null", {{"deviceid", "11"}}, false},
+             {"address without colons in both",
+              R"({"deviceid":"1122"})",
+              "null",
+              {{"deviceid", "11:22"}},
+              true},
+             {"another address", R"({"deviceid":"1122"})", "null", {{"deviceid", "1123"}}, false},
+             {"same group, other address", R"({"gid":"h","tsid":"t","deviceid":"99"})", "null", grouped,
+              true},
+             {"other group, same address", R"({"gid":"g","tsid":"u","deviceid":"99"})", "null", grouped,
+              false},
+             {"other group, address stored", R"({"gid":"g","tsid":"u"})", fullMac.c_str(), grouped, true},
+             {"address in another case", R"({"gid":"g","tsid":"u"})", "a1:b2:c3:d4:e5:f6", grouped, false},
+         }) {
+        const auto virtualDevice = make({.name = "Other", .deviceUID = "v"});
+        virtualDevice->setOverride(boost::json::parse(match.storedRecord), ORBTxtRecordOverrideKey);
+        virtualDevice->setOverride(match.storedAddress, ORBMacAddressOverrideKey);
+        if (std::string_view(match.storedAddress) == "null")
+            virtualDevice->setOverride(std::nullopt, ORBMacAddressOverrideKey);
+        EXPECT_EQ(matches(device(mac, match.txt), *virtualDevice), match.matches) << match.what;
+    }
+}
+
+TEST_F(AVOutputAccessorsTest, aContextIsSearchedInOrderAndByNameOnlyWhereAsked) {
+    const auto virtualDevice = make({.name = "Kitchen", .deviceUID = "v"});
+    virtualDevice->setOverride(boost::json::parse(R"({"deviceid":"22"})"), ORBTxtRecordOverrideKey);
+    onMain([&] {
+        const auto context = contexts->outputContext();
+        const AVOutputContextBridge bridge(context);
+        EXPECT_EQ(deviceMatchForORBDevice(bridge, *virtualDevice), nullptr);
+        context->route().connect(receiver("Kitchen", "1", {{"deviceid", "11"}}));
+        EXPECT_EQ(AVOutputDeviceForORBDevice(bridge, *virtualDevice), nullptr);
+        EXPECT_EQ(deviceMatchForORBDevice(bridge, *virtualDevice), bridge.outputDevices().at(0));
+        context->route().connect(receiver("Bath", "2", {{"deviceid", "22"}}));
+        context->route().connect(receiver("Hall", "3", {{"deviceid", "22"}}));
+        EXPECT_EQ(AVOutputDeviceForORBDevice(bridge, *virtualDevice), bridge.outputDevices().at(1));
+        EXPECT_EQ(deviceMatchForORBDevice(bridge, *virtualDevice), bridge.outputDevices().at(1));
+        context->route().disconnectAll();
+        context->route().connect(receiver("Küche", "4", {{"deviceid", "11"}}));
+        virtualDevice->setOverride("Küche", ORBServiceName);
+        EXPECT_NE(deviceMatchForORBDevice(bridge, *virtualDevice), nullptr) << "by the picker's name";
+    });
+}
+
+TEST_F(AVOutputAccessorsTest, theContextsOwnVirtualDeviceIsTheAssociatedOneOnceItIsKnown) {
+    std::shared_ptr<avfoundation::AVOutputContext> context;
+    onMain([&] {
+        context = contexts->defaultSharedOutputContext();
+        context->route().connect(receiver("Kitchen", "1"));
+    });
+    const AVOutputContextBridge bridge(std::exchange(context, nullptr));
+    EXPECT_EQ(lmnDevice(bridge), nullptr);
+    realm.advanceBy(avfoundation::AVOutputContext::associationDelay);
+    EXPECT_EQ(lmnDevice(bridge), nullptr);
+    onMain([&] { manager.needsDevicesUpdate(); });
+    ASSERT_NE(lmnDevice(bridge), nullptr);
+    EXPECT_EQ(lmnDevice(bridge)->deviceUID(), "AirPlay::1");
+    EXPECT_EQ(lmnDevice(bridge)->name(), "Kitchen");
+    EXPECT_TRUE(lmnDevice(bridge)->isAirPlay());
+    onMain([&] {
+        contexts->defaultSharedOutputContext()->route().disconnectAll();
+        EXPECT_EQ(lmnDevice(bridge), nullptr);
+        EXPECT_NE(manager.deviceWithDeviceUID("AirPlay::1", false), nullptr) << "not refreshed yet";
+        manager.needsDevicesUpdate();
+    });
+    EXPECT_EQ(manager.deviceWithDeviceUID("AirPlay::1", false), nullptr);
+}
+
+} // namespace
+} // namespace orb
