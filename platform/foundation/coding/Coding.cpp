@@ -71,6 +71,14 @@ std::int64_t Coding<std::int64_t>::decode(const json::value& coded, const Coding
     return number;
 }
 
+std::int32_t Coding<std::int32_t>::decode(const json::value& coded, const CodingPath& path) {
+    json::error_code error;
+    const auto number = coded.to_number<std::int32_t>(error);
+    if (error)
+        throwUnexpected(coded, path, "an integer of 32 bits");
+    return number;
+}
+
 json::value Coding<Data>::encode(const Data& data) { return json::string(base64(data)); }
 
 Data Coding<Data>::decode(const json::value& coded, const CodingPath& path) {

@@ -56,6 +56,13 @@ struct Coding<std::int64_t> {
     static std::int64_t decode(const boost::json::value& coded, const CodingPath& path);
 };
 
+/// As above.
+template <>
+struct Coding<std::int32_t> {
+    static boost::json::value encode(std::int32_t value) { return value; }
+    static std::int32_t decode(const boost::json::value& coded, const CodingPath& path);
+};
+
 /// A text in Base64, see `dataFromBase64`.
 template <>
 struct Coding<Data> {
