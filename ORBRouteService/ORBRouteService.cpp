@@ -188,8 +188,9 @@ dispatch::Task<> ORBRouteService::connectToParent() {
 
 void ORBRouteService::observeOutput() {
     cancellable_.push_back(platform_.notifications.observe(
-        avfoundation::AVSampleBufferRenderSynchronizerRateDidChangeNotification, &mirrorDevice_->syncronizer(),
-        &mainQueue_, [this](const foundation::Notification&) { scheduleOutputDevicesRefresh(); }));
+        avfoundation::AVSampleBufferRenderSynchronizerRateDidChangeNotification,
+        &mirrorDevice_->syncronizer(), &mainQueue_,
+        [this](const foundation::Notification&) { scheduleOutputDevicesRefresh(); }));
     cancellable_.push_back(platform_.notifications.observe(
         avfoundation::AVOutputContextOutputDevicesDidChangeNotification, context_->notificationObject(),
         &mainQueue_, [this](const foundation::Notification&) { outputDevicesSettled_.touch(); }));

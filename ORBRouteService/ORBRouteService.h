@@ -44,8 +44,8 @@ struct ORBRouteServicePlatform {
     ORBSystemClasses& systemClasses;
     ORBManager& manager;
     ORBNowPlaying& nowPlaying;
-    std::vector<std::string> arguments;     // of the process, its own path first
-    std::function<void(int status)> exit;   // ends the process; tests may come back
+    std::vector<std::string> arguments;   // of the process, its own path first
+    std::function<void(int status)> exit; // ends the process; tests may come back
 };
 
 /// The service: one output job of the parent application, from the start of the process to its end.
@@ -57,7 +57,7 @@ struct ORBRouteServicePlatform {
 class ORBRouteService {
   public:
     /// Exit statuses, besides 0 and that of a missing system class.
-    static constexpr int noLaunchConfigStatus = 64; // EX_USAGE
+    static constexpr int noLaunchConfigStatus = 64;  // EX_USAGE
     static constexpr int badLaunchConfigStatus = 65; // EX_DATAERR
     static constexpr int noParentStatus = -1;
 
@@ -130,6 +130,7 @@ class ORBRouteService {
     void setTargetDevices(const std::set<LMNDeviceCodable>& devices);
     dispatch::Task<> refreshOutputDevices();
     void outputDevicesDidChange(const OutputDevices& previous);
+    dispatch::Task<> reconnectIfNeeded();
     dispatch::Task<> reconnect();
     void send(const ORBServiceToAppMessage& message) const;
 

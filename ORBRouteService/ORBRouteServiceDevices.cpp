@@ -25,6 +25,9 @@ using dispatch::Task;
 /// How often an update looks whether the one before it has ended.
 constexpr auto slotInterval = std::chrono::milliseconds(100);
 
+/// From the end of an update after which the devices are not those that are wanted, to the next attempt.
+constexpr auto reconnectPause = std::chrono::seconds(5);
+
 const WaitLimits contextDeviceLimits{.timeout = dispatch::Seconds(10.0),
                                      .sleep = dispatch::Seconds(0.1),
                                      .operation = "handleMessage(message:)"};
@@ -97,6 +100,9 @@ void ORBRouteService::endUpdate(const std::shared_ptr<ORBPickerWindow>& window) 
     }
     deviceUpdateInProgress_ = false;
     updateVolumeObservers();
+    if (mirrorDevice_->needsReconnect()) {
+        mainQueue_.asyncAfter(reconnectPause, [this] { scheduleOutputDevicesRefresh(); });
+    }
 }
 
 Task<ORBUpdateDevicesReply> ORBRouteService::updateDevices(Devices wanted,
@@ -201,10 +207,7 @@ Task<> ORBRouteService::refreshOutputDevices() {
     outputDevicesDidChange(previous);
     mirrorDevice_->setRunning(true);
     mirrorDevice_->deviceTap().start();
-    if (mirrorDevice_->needsReconnect()) {
-        mirrorDevice_->clearNeedsReconnect();
-        co_await reconnect();
-    }
+    co_await reconnectIfNeeded();
     platform_.nowPlaying.setActive(mirrorDevice_->silentSeconds() == 0.0 &&
                                    mirrorDevice_->syncronizer().rate() > 0 && !outputDevices_.empty());
 }
@@ -214,9 +217,8 @@ void ORBRouteService::outputDevicesDidChange(const OutputDevices& previous) {
         return;
     }
     for (const OutputDevice& output : without(outputDevices_, previous)) {
-        mainQueue_.async([this, device = LMNDeviceCodable::from(*lmnDevice(*output))] {
-            send(DeviceConnected{device});
-        });
+        mainQueue_.async(
+            [this, device = LMNDeviceCodable::from(*lmnDevice(*output))] { send(DeviceConnected{device}); });
     }
     for (const OutputDevice& output : without(previous, outputDevices_)) {
         mainQueue_.async([this, device = LMNDeviceCodable::from(*lmnDevice(*output))] {
@@ -227,6 +229,21 @@ void ORBRouteService::outputDevicesDidChange(const OutputDevices& previous) {
                 descriptions(outputDevices_));
     mirrorDevice_->outputDevicesChanged();
     updateVolumeObservers();
+}
+
+/// An update resets the renderer, which then finds that the devices are not yet those that are wanted. Taken
+/// at its word, each reconnection would ask for the next one, every few milliseconds. So it is looked at
+/// when no update is under way, and only counts if it is still so.
+Task<> ORBRouteService::reconnectIfNeeded() {
+    if (!mirrorDevice_->needsReconnect() || deviceUpdateInProgress_) {
+        co_return;
+    }
+    mirrorDevice_->clearNeedsReconnect();
+    const Devices playing = virtualDevices();
+    const Devices wanted = mirrorDevice_->targetDevices();
+    if (!without(playing, wanted).empty() || !without(wanted, playing).empty()) {
+        co_await reconnect();
+    }
 }
 
 Task<> ORBRouteService::reconnect() {

@@ -27,7 +27,8 @@ std::string ORBRouteServiceLaunchConfig::argument() const {
 
 std::string ORBRouteServiceLaunchConfig::description() const {
     return fmt::format(
-        "ORBRouteServiceLaunchConfig(pid: {}, bundle: {}, device: {}, supportsGroupedAirPlay: {}, localPort: \"{}\", "
+        "ORBRouteServiceLaunchConfig(pid: {}, bundle: {}, device: {}, supportsGroupedAirPlay: {}, localPort: "
+        "\"{}\", "
         "remotePort: \"{}\")",
         pid, bundle.absoluteString(), device.description(), supportsGroupedAirPlay, localPort, remotePort);
 }

@@ -22,12 +22,12 @@ class LaunchConfigError final : public std::runtime_error {
 /// What the parent application tells its service on the command line. The ports are named from the parent's
 /// side. A value; any thread.
 struct ORBRouteServiceLaunchConfig {
-    std::int32_t pid = 0;           // of the parent; only ever logged
-    foundation::URL bundle;         // the parent's, which the service adopts
-    LMNDeviceCodable device;        // into which the parent plays
+    std::int32_t pid = 0;    // of the parent; only ever logged
+    foundation::URL bundle;  // the parent's, which the service adopts
+    LMNDeviceCodable device; // into which the parent plays
     bool supportsGroupedAirPlay = false;
-    std::string localPort;          // where the parent listens
-    std::string remotePort;         // where the service listens
+    std::string localPort;  // where the parent listens
+    std::string remotePort; // where the service listens
 
     /// Reads Base64 of JSON, strictly. Throws LaunchConfigError.
     static ORBRouteServiceLaunchConfig fromArgument(std::string_view argument);

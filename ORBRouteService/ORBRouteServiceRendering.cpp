@@ -42,6 +42,9 @@ void ORBRouteService::updateRenderDeviceConfiguration() {
     std::shared_ptr<ORBMirrorDevice> rebuilt = makeMirrorDevice();
     rebuilt->setTargetDevices(std::move(targets));
     mirrorDevice_ = std::move(rebuilt);
+    if (!outputDevices_.empty()) {
+        mirrorDevice_->outputDevicesChanged(); // to it they are new, and nobody else will tell
+    }
 }
 
 std::shared_ptr<ORBMirrorDevice> ORBRouteService::makeMirrorDevice() {

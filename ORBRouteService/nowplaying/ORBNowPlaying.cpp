@@ -27,9 +27,13 @@ constexpr double leastDuration = 0.1; // s, for a share of the duration
 constexpr std::uint64_t allAudioTypes = 255;
 constexpr appkit::ImageSize artworkBounds{500, 500};
 
-/// Texts without their quotation marks.
+/// Texts without their quotation marks, numbers as everywhere in the log.
 std::string printed(const boost::json::value& value) {
-    return value.is_string() ? std::string(value.get_string()) : boost::json::serialize(value);
+    if (value.is_string()) {
+        return std::string(value.get_string());
+    }
+    return value.is_double() ? fmt::format("{}", LogNumber{value.get_double()})
+                             : boost::json::serialize(value);
 }
 
 std::shared_ptr<MPMediaItemArtwork> artworkOf(const Dictionary& info) {

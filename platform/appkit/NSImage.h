@@ -24,9 +24,9 @@ class NSImage {
     /// nullptr unless the bytes begin as those of a PNG or JPEG file do.
     static std::shared_ptr<NSImage> fromData(foundation::Data data) {
         const std::string_view bytes = data.bytes;
-        const char* type = bytes.starts_with("\x89PNG\r\n\x1A\n")   ? "image/png"
-                           : bytes.starts_with("\xFF\xD8\xFF") ? "image/jpeg"
-                                                                : nullptr;
+        const char* type = bytes.starts_with("\x89PNG\r\n\x1A\n") ? "image/png"
+                           : bytes.starts_with("\xFF\xD8\xFF")    ? "image/jpeg"
+                                                                  : nullptr;
         return type != nullptr ? std::shared_ptr<NSImage>(new NSImage(std::move(data), type)) : nullptr;
     }
 

@@ -37,7 +37,9 @@ LMNLogWriter::LMNLogWriter(dispatch::Realm& realm, int descriptor)
       queue_(realm.makeQueue("lmn.log")),
       arrived_(*queue_, [this] { drain(); }) {}
 
-LMNLogWriter::~LMNLogWriter() {
+LMNLogWriter::~LMNLogWriter() { finish(); }
+
+void LMNLogWriter::finish() {
     closing_.store(true);
     queue_->sync([this] { drain(); });
 }

@@ -29,6 +29,10 @@ class LMNLogWriter final : public LMNLogTarget {
 
     void write(LMNLogLevel level, std::string_view text) noexcept override;
 
+    /// Writes what waits, for at most a second if nobody reads; for whoever ends the process at once. What is
+    /// logged later may be lost. Not from the log's queue.
+    void finish();
+
   private:
     /// One place of the ring. `turn` says whose turn it is: the writer's of round r at 2r, the reader's at
     /// 2r + 1.

@@ -54,9 +54,11 @@ class LMNTap::IO final : public PacedIO, public std::enable_shared_from_this<IO>
 
   private:
     void setDevice(const std::shared_ptr<ServedDevice>& device) {
-        if (running_)
-            end();
-        device_ = device;
+        if (device_ != device) {
+            if (running_)
+                end();
+            device_ = device;
+        }
         beginIfThereIsSound();
     }
 

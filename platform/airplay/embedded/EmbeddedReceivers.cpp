@@ -80,7 +80,7 @@ EmbeddedReceivers::EmbeddedReceivers(std::filesystem::path file, EmbeddedReceive
     } catch (const std::system_error& error) {
         throw ReceiversFileError(fmt::format("{}: {}", file_.string(), error.code().message()));
     }
-    take(ReceiversFile::read(file_));
+    fileChanged();
 }
 
 EmbeddedReceivers::~EmbeddedReceivers() = default;

@@ -23,7 +23,8 @@ namespace airplay {
 /// Made by the composition root; main queue.
 class EmbeddedReceivers final : public Discovery {
   public:
-    /// On the main queue or where nothing runs on it. Throws ReceiversFileError.
+    /// On the main queue or where nothing runs on it. A file that is missing or unusable is reported, and
+    /// taken once it is there. Throws ReceiversFileError when its directory cannot be watched.
     EmbeddedReceivers(std::filesystem::path file, EmbeddedReceiver::Surroundings surroundings);
     ~EmbeddedReceivers() override;
 

@@ -33,7 +33,7 @@ struct EmbeddedAirPlayParts {
 /// their classes. One per process, made by the composition root; main queue.
 class EmbeddedAirPlay {
   public:
-    /// Throws airplay::ReceiversFileError.
+    /// Throws airplay::ReceiversFileError when the directory of the receivers file cannot be watched.
     explicit EmbeddedAirPlay(EmbeddedAirPlayParts parts);
 
     accessibility::EmbeddedAccessibility& accessibility() { return accessibility_; }

@@ -27,9 +27,7 @@ std::optional<std::filesystem::path> URL::filePath() const {
     return isLocal ? std::optional(std::filesystem::path(std::string(parsed->path()))) : std::nullopt;
 }
 
-boost::json::value Coding<URL>::encode(const URL& url) {
-    return boost::json::string(url.absoluteString());
-}
+boost::json::value Coding<URL>::encode(const URL& url) { return boost::json::string(url.absoluteString()); }
 
 URL Coding<URL>::decode(const boost::json::value& coded, const CodingPath& path) {
     const std::string text = Coding<std::string>::decode(coded, path);

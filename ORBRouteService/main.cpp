@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: MIT
+// The service's process: chooses what stands behind the platform's faces, and runs until it is told to end.
+#include "ORBRouteService/embedded/EmbeddedServiceSystem.h"
+
+#include "ORBRouteService/log/ORBDebugLog.h"
+
+#include "platform/dispatch/real/RealRealm.h"
+#include "platform/foundation/StandardPaths.h"
+#include "platform/lmn/LMNLogWriter.h"
+
+#include <sysexits.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace {
+
+/// Where the receivers of this machine are described.
+std::filesystem::path receiversFile() {
+    const char* file = std::getenv("ORB_RECEIVERS_FILE");
+    return file != nullptr && *file != '\0' ? std::filesystem::path(file)
+                                            : foundation::standardConfigPath() / "receivers.json";
+}
+
+/// The service on its system. On the main queue, and never taken down: the process ends.
+class Process {
+  public:
+    Process(dispatch::Realm& realm, lmn::LMNLogWriter& log, std::vector<std::string> arguments)
+        : log_(log),
+          system_(realm, {.runtimeDirectory = foundation::standardRuntimePath(),
+                          .configDirectory = foundation::standardConfigPath(),
+                          .receiversFile = receiversFile()}),
+          service_(system_.platform(std::move(arguments), [this](int status) { exit(status); })) {}
+
+    void start() {
+        service_.applicationDidFinishLaunching();
+        system_.publishNowPlaying(*service_.contextDevice());
+    }
+
+  private:
+    /// What receivers have heard is whole, and what was logged is written.
+    [[noreturn]] void exit(int status) {
+        system_.playback().finish();
+        log_.finish();
+        std::exit(status);
+    }
+
+    lmn::LMNLogWriter& log_;
+    orb::EmbeddedServiceSystem system_;
+    orb::ORBRouteService service_;
+};
+
+} // namespace
+
+int main(int argc, char** argv) {
+    dispatch::RealRealm realm;
+    lmn::LMNLogWriter log(realm, STDERR_FILENO);
+    const lmn::LMNLogInstallation installation(log);
+    std::optional<Process> process;
+    std::optional<std::string> failure;
+    realm.mainQueue().async([&] {
+        try {
+            process.emplace(realm, log, std::vector<std::string>(argv, argv + argc));
+        } catch (const std::exception& error) {
+            failure = error.what();
+            realm.stop();
+            return;
+        }
+        process->start();
+    });
+    realm.run();
+    orb::ORBDebugLog(4, "ORBRouteService - cannot start: {}", failure.value_or("the event loop ended"));
+    return EX_OSERR;
+}
