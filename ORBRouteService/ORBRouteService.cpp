@@ -222,15 +222,18 @@ void ORBRouteService::terminate(int exitCode, std::string_view reason) {
     platform_.exit(exitCode);
 }
 
+void ORBRouteService::closePort() {
+    if (const auto port = std::exchange(messagePort_, nullptr)) {
+        port->invalidate();
+    }
+}
+
 dispatch::Task<> ORBRouteService::drain() {
     co_await tasks_.drain();
     cancellable_.clear();
     volumeObservers_.clear();
     signalSources_.clear();
-    if (messagePort_) {
-        messagePort_->invalidate();
-        messagePort_.reset();
-    }
+    closePort();
     if (mirrorDevice_) {
         mirrorDevice_->stop("");
         mirrorDevice_->drain();

@@ -87,6 +87,9 @@ class ORBRouteService {
     /// Takes over which devices are routed now, later.
     void scheduleOutputDevicesRefresh();
 
+    /// Gives up the port at which the parent reaches the service, for whoever ends the process.
+    void closePort();
+
     /// Cancels what is under way and lets go of everything. For tests: the process simply ends.
     dispatch::Task<> drain();
 

@@ -43,9 +43,10 @@ class Process {
     }
 
   private:
-    /// What receivers have heard is whole, and what was logged is written.
+    /// Leaves nothing half done outside the process.
     [[noreturn]] void exit(int status) {
-        system_.playback().finish();
+        service_.closePort();
+        system_.finish();
         log_.finish();
         std::exit(status);
     }

@@ -4,7 +4,7 @@
 #   house_library(platform_foundation SOURCES Base64.cpp ... DEPENDS platform_dispatch house::json)
 #   house_program(mirrorlab SOURCES main.cpp DEPENDS mirrorlab_core house::cli)
 #   house_test(platform_foundation_test SOURCES Base64Test.cpp ... DEPENDS platform_foundation
-#              [PROGRAMS mirrorlab] [TIMEOUT 60] [SERIAL])
+#              [PROGRAMS mirrorlab] [TIMEOUT 60] [SERIAL] [THREADS])
 #   house_bench(HTMixQueueBench SOURCES HTMixQueueBench.cpp DEPENDS platform_lmn)
 #   house_fuzzer(Base64Fuzzer SOURCES Base64Fuzzer.cpp DEPENDS platform_foundation)
 #
@@ -68,10 +68,14 @@ endfunction()
 
 # A GoogleTest program; every test in it is a ctest test of its own, named after its suite. PROGRAMS are
 # built before it and found, like all programs, in HOUSE_BIN_DIR. SERIAL keeps other tests from running
-# beside its tests. The list of tests is taken when ctest starts, so that building never runs a test program.
+# beside its tests. THREADS says that some of its tests have more than one thread: the thread sanitizer's build
+# has no others, since in virtual time there is nothing for it to find. The list of tests is taken when ctest starts, so that building never runs a test program.
 function(house_test NAME)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "SERIAL" "TIMEOUT" "SOURCES;DEPENDS;PROGRAMS")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "SERIAL;THREADS" "TIMEOUT" "SOURCES;DEPENDS;PROGRAMS")
     house_refuse_unknown(${NAME} "${arg_UNPARSED_ARGUMENTS}")
+    if(HOUSE_SANITIZE STREQUAL thread AND NOT arg_THREADS)
+        return()
+    endif()
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 60)
     endif()

@@ -68,6 +68,11 @@ ORBRouteServicePlatform EmbeddedServiceSystem::platform(std::vector<std::string>
             .exit = std::move(exit)};
 }
 
+void EmbeddedServiceSystem::finish() {
+    playback_.finish();
+    distributedNotifications_.leave();
+}
+
 void EmbeddedServiceSystem::publishNowPlaying(const lmn::LMNDevice& device) {
     nowPlayingStateFile_.emplace(infoCenter_, realm_.mainQueue(),
                                  device.directory().path() / "now-playing.json", report);

@@ -40,6 +40,10 @@ class EmbeddedServiceSystem {
     /// Publishes what is now playing beside the device that the service mirrors.
     void publishNowPlaying(const lmn::LMNDevice& device);
 
+    /// Completes and removes what would be left behind by a process that ends at once: receivers' files are
+    /// whole, and no socket of this process remains.
+    void finish();
+
     airplay::PlaybackSystem& playback() { return playback_; }
     avkit::EmbeddedAirPlay& airPlay() { return airPlay_; }
     lmn::EmbeddedAudioServer& audioServer() { return audioServer_; }

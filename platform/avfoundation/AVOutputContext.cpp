@@ -1,25 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "platform/avfoundation/AVOutputContext.h"
 
+#include "platform/foundation/coding/UUID.h"
 #include "platform/lmn/LMNDeviceManager.h"
 
 #include <fmt/format.h>
-#include <boost/uuid/random_generator.hpp>
-#include <boost/uuid/uuid_io.hpp>
 
 #include <algorithm>
 #include <utility>
 
 namespace avfoundation {
 namespace {
-
-std::string newIdentifier() {
-    std::string text = boost::uuids::to_string(boost::uuids::random_generator()());
-    std::ranges::transform(text, text.begin(), [](char c) {
-        return c >= 'a' && c <= 'f' ? static_cast<char>(c - 'a' + 'A') : c;
-    });
-    return text;
-}
 
 /// Posts the notification of that name. Safe to run while the context goes: it only tells its identity.
 std::function<void()> poster(foundation::NotificationCenter& center, const char* name,
@@ -32,7 +23,7 @@ std::function<void()> poster(foundation::NotificationCenter& center, const char*
 AVOutputContext::AVOutputContext(airplay::PlaybackSystem& system, foundation::NotificationCenter& center,
                                  AVOutputContextOptions options)
     : options_(std::move(options)),
-      contextID_(newIdentifier()),
+      contextID_(foundation::UUID::random().string()),
       route_(system.makeRoute()),
       devicesChanged_(system.realm().mainQueue(),
                       poster(center, AVOutputContextOutputDevicesDidChangeNotification, this)),

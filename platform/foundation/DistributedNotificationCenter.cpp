@@ -159,7 +159,9 @@ DistributedNotificationCenter::DistributedNotificationCenter(dispatch::Queue& qu
                       [reader](int descriptor) { reader->read(descriptor); });
 }
 
-DistributedNotificationCenter::~DistributedNotificationCenter() {
+DistributedNotificationCenter::~DistributedNotificationCenter() { leave(); }
+
+void DistributedNotificationCenter::leave() const {
     unlinkat(directory_.descriptor(), socketFile_.c_str(), 0);
 }
 

@@ -53,6 +53,11 @@ class DistributedNotificationCenter {
     DistributedNotificationCenter(dispatch::Queue& queue, const RuntimeDirectory& runtimeDirectory,
                                   std::function<void(std::string)> report);
     ~DistributedNotificationCenter();
+
+    /// Removes the socket: no other process is heard any more. For whoever ends the process at once. Any
+    /// thread.
+    void leave() const;
+
     DistributedNotificationCenter(const DistributedNotificationCenter&) = delete;
     DistributedNotificationCenter& operator=(const DistributedNotificationCenter&) = delete;
 

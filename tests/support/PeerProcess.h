@@ -51,9 +51,10 @@ class PeerProcess {
     /// killed it. Its input stays open.
     int end();
 
-  private:
+    /// Sends it a signal.
     void signal(int number);
 
+  private:
     foundation::FileDescriptor channel_; // its standard input and output
     std::string received_;               // what came after the last line
     pid_t process_ = -1;

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "platform/foundation/ports/PortPlace.h"
 
+#include "platform/foundation/DirectoryLock.h"
 #include "platform/foundation/PathName.h"
 
 #include <fmt/format.h>
 #include <boost/asio/local/stream_protocol.hpp>
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -29,29 +29,6 @@ FileDescriptor makeSocket() {
     }
     return socket;
 }
-
-/// Keeps others from changing the directory's sockets. A lock of the directory itself, on an open file of its
-/// own, so that threads of one process exclude each other as well.
-class [[nodiscard]] DirectoryLock {
-  public:
-    explicit DirectoryLock(const RuntimeDirectory& directory)
-        : descriptor_(openat(directory.descriptor(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-        if (!descriptor_) {
-            failWith(errno, directory.path().string());
-        }
-        while (flock(descriptor_.get(), LOCK_EX) != 0) {
-            if (errno != EINTR) {
-                failWith(errno, directory.path().string());
-            }
-        }
-    }
-    DirectoryLock(const DirectoryLock&) = delete;
-    DirectoryLock& operator=(const DirectoryLock&) = delete;
-    ~DirectoryLock() { flock(descriptor_.get(), LOCK_UN); } // also of a copy that a fork has taken along
-
-  private:
-    FileDescriptor descriptor_;
-};
 
 } // namespace
 

@@ -2,7 +2,7 @@
 #include "platform/lmn/embedded/EmbeddedAudioServer.h"
 
 #include "platform/dispatch/Task.h"
-#include "platform/foundation/FileLock.h"
+#include "platform/foundation/DirectoryLock.h"
 #include "platform/lmn/LMNLog.h"
 #include "platform/lmn/embedded/PlayerSession.h"
 
@@ -59,8 +59,7 @@ class EmbeddedAudioServer::Door : public std::enable_shared_from_this<Door> {
 
     /// Throws boost::system::system_error, foundation::RuntimeDirectoryError, AudioServerError.
     void open() {
-        const foundation::FileLock lock(device_->directory().path() /
-                                        "player.lock"); // of two that come at once
+        const foundation::DirectoryLock lock(device_->directory()); // of two that come at once
         const Protocol::endpoint endpoint(device_->directory().socketPath(playerSocketName));
         if (isAlive(queue_.ioContext(), endpoint))
             throw AudioServerError("another process serves it already");
