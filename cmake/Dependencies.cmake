@@ -14,9 +14,13 @@ find_package(benchmark 1.7 REQUIRED CONFIG)
 pkg_check_modules(sndfile REQUIRED IMPORTED_TARGET sndfile)
 pkg_check_modules(soxr REQUIRED IMPORTED_TARGET soxr)
 pkg_check_modules(sodium REQUIRED IMPORTED_TARGET libsodium)
+pkg_check_modules(uriparser REQUIRED IMPORTED_TARGET liburiparser)
 # libunistring describes itself to neither CMake nor pkg-config.
 find_library(UNISTRING_LIBRARY unistring REQUIRED)
 find_path(UNISTRING_INCLUDE_DIR unistr.h REQUIRED)
+# The plotting library that reports carry within them.
+find_file(DYGRAPHS_SCRIPT dygraphs/dygraph.min.js PATHS /usr/share/javascript NO_DEFAULT_PATH REQUIRED)
+find_file(DYGRAPHS_STYLE dygraphs/dygraph.min.css PATHS /usr/share/javascript NO_DEFAULT_PATH REQUIRED)
 
 # Asio's own non-template code is compiled once, in house_precompiled, instead of into every object file.
 add_library(house_asio INTERFACE)
@@ -39,6 +43,7 @@ house_dependency(sodium PkgConfig::sodium)
 house_dependency(unistring ${UNISTRING_LIBRARY})
 target_include_directories(house_unistring SYSTEM INTERFACE ${UNISTRING_INCLUDE_DIR})
 house_dependency(pugixml pugixml::pugixml)
+house_dependency(uriparser PkgConfig::uriparser)
 house_dependency(cli CLI11::CLI11)
 house_dependency(gmock GTest::gmock)
 house_dependency(gmock_main GTest::gmock_main)

@@ -3,28 +3,51 @@
 
 #include "platform/foundation/coding/DecodingError.h"
 
-#include <boost/url/src.hpp> // the library's own code: this is its one place
-#include <boost/url/url.hpp>
-#include <boost/url/url_view.hpp>
+#include <uriparser/Uri.h>
 
 namespace foundation {
+namespace {
+
+constexpr std::string_view filePrefix = "file:///"; // of this machine; what follows begins the path
+
+/// Whether it is a URL with a scheme.
+bool isAbsolute(const std::string& text) {
+    UriUriA uri;
+    if (uriParseSingleUriA(&uri, text.c_str(), nullptr) != URI_SUCCESS) {
+        return false;
+    }
+    const bool hasScheme = uri.scheme.first != uri.scheme.afterLast;
+    uriFreeUriMembersA(&uri);
+    return hasScheme;
+}
+
+} // namespace
 
 std::optional<URL> URL::fromString(std::string_view text) {
-    const auto parsed = boost::urls::parse_uri(boost::core::string_view(text.data(), text.size()));
-    return parsed ? std::optional(URL(std::string(text))) : std::nullopt;
+    std::string copy(text);
+    const bool isOneText = copy.find('\0') == copy.npos;
+    return isOneText && isAbsolute(copy) ? std::optional(URL(std::move(copy))) : std::nullopt;
 }
 
 URL URL::forFile(const std::filesystem::path& path) {
-    boost::urls::url url("file:///");
-    url.set_path(path.string());
-    return URL(std::string(url.buffer()));
+    const std::string name = path.string();
+    constexpr std::size_t longestCharacter = 3; // "%41"
+    std::string text(filePrefix.size() + longestCharacter * name.size() + 1, '\0');
+    uriUnixFilenameToUriStringA(name.c_str(), text.data());
+    text.resize(text.find('\0'));
+    return URL(std::move(text));
 }
 
 std::optional<std::filesystem::path> URL::filePath() const {
-    const auto parsed = boost::urls::parse_uri(text_);
-    const bool isLocal = parsed->scheme() == "file" &&
-                         (parsed->host().empty() || parsed->host() == "localhost") && !parsed->path().empty();
-    return isLocal ? std::optional(std::filesystem::path(std::string(parsed->path()))) : std::nullopt;
+    const std::string_view url(text_);
+    const std::string named = text_.substr(0, url.find_first_of("?#"));
+    if (!named.starts_with(filePrefix)) {
+        return std::nullopt;
+    }
+    std::string name(named.size() + 1, '\0');
+    uriUriStringToUnixFilenameA(named.c_str(), name.data());
+    name.resize(name.find('\0'));
+    return std::filesystem::path(name);
 }
 
 boost::json::value Coding<URL>::encode(const URL& url) { return boost::json::string(url.absoluteString()); }
