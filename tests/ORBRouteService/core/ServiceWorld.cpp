@@ -60,7 +60,7 @@ ServiceWorld::~ServiceWorld() {
     });
     realm.advanceUntil([&] { return tasks_.running() == 0; }, std::chrono::minutes(10));
     onMain([&] { tasks_.spawn(system->taskPool().drain()); });
-    realm.settle();
+    run(1); // a feeding loop ends when it next looks for its mirror device
     system->audioServer().queue().sync([&] { players_.clear(); });
     onMain([&] {
         served_.reset();
