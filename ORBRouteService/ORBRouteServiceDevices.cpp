@@ -46,6 +46,7 @@ std::vector<Value> without(std::vector<Value> values, const std::vector<Value>& 
 template <typename Described>
 std::string descriptions(const std::vector<std::shared_ptr<Described>>& values) {
     std::vector<std::string> texts;
+    texts.reserve(values.size());
     for (const auto& value : values) {
         texts.push_back(value->description());
     }
@@ -54,6 +55,7 @@ std::string descriptions(const std::vector<std::shared_ptr<Described>>& values) 
 
 std::vector<std::shared_ptr<lmn::LMNDevice>> restored(const std::set<LMNDeviceCodable>& codables) {
     std::vector<std::shared_ptr<lmn::LMNDevice>> devices;
+    devices.reserve(codables.size());
     for (const LMNDeviceCodable& codable : codables) {
         devices.push_back(codable.toLMNDevice());
     }

@@ -40,8 +40,9 @@ std::shared_ptr<MPMediaItemArtwork> artworkOf(const Dictionary& info) {
     const std::shared_ptr<appkit::NSImage> image = MRAImageFrom(info);
     return image ? std::make_shared<MPMediaItemArtwork>(artworkBounds,
                                                         [image](const appkit::ImageSize& size) {
-                                                            image->setSize(size);
-                                                            return image;
+                                                            auto shown = image;
+                                                            shown->setSize(size);
+                                                            return shown;
                                                         })
                  : nullptr;
 }

@@ -43,6 +43,7 @@ bool hasValue(const AXUIElement& element, const AXValueMatching& value) {
 
 std::vector<std::string> identifiersOf(const std::vector<std::shared_ptr<AVOutputDeviceProtocol>>& devices) {
     std::vector<std::string> identifiers;
+    identifiers.reserve(devices.size());
     for (const auto& device : devices) {
         identifiers.push_back(device->ID());
     }

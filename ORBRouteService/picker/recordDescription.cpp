@@ -12,6 +12,7 @@ namespace {
 template <typename Value, typename ValueText>
 std::string describeEntries(const std::map<std::string, Value>& entries, ValueText valueText) {
     std::vector<std::string> texts;
+    texts.reserve(entries.size());
     for (const auto& [key, value] : entries) {
         texts.push_back(fmt::format("\"{}\": {}", key, valueText(value)));
     }

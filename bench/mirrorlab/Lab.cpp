@@ -2,7 +2,7 @@
 #include "bench/mirrorlab/Lab.h"
 
 #include "bench/mirrorlab/PlayCommand.h"
-#include "bench/mirrorlab/SourceSound.h"
+#include "orbctl/sound/SourceSound.h"
 
 #include "ORBRouteService/log/ORBDebugLog.h"
 
@@ -132,7 +132,7 @@ void Lab::applySettings() {
 void Lab::addReceivers(std::vector<airplay::ReceiverEntry> receivers) {
     if (!options_.keepRecordings)
         live_ = std::make_unique<LiveAnalysis>(
-            SourceSound::open(
+            orbctl::SourceSound::open(
                 sourceOptions(options_.soundFiles, options_.atLeastSeconds, options_.durationSeconds)),
             receivers.size());
     for (std::size_t index = 0; index < receivers.size(); ++index) {
@@ -229,7 +229,7 @@ void Lab::endWhenHeard() {
 void Lab::noteLatency(const avfoundation::EnqueuedBuffer& buffer) {
     if (!buffer.heardAt)
         return;
-    const double chunk = static_cast<double>(buffer.frames) / framesPerSecond;
+    const double chunk = static_cast<double>(buffer.frames) / orbctl::framesPerSecond;
     const double effective = chunk + dispatch::toSeconds(*buffer.heardAt - buffer.enqueuedAt);
     const dispatch::LockGuard guard(latencyLock_);
     latency_.add(dispatch::toSeconds(buffer.enqueuedAt - start_), effective);
@@ -245,7 +245,7 @@ Report Lab::conclude(double elapsedSeconds) {
                          .latencySeconds = manager_->renderLatency()};
     for (const auto& file : options_.soundFiles) {
         report.parameters.soundFiles.push_back(file);
-        std::ranges::copy(SoundFile(file).notices(), std::back_inserter(report.parameters.notices));
+        std::ranges::copy(orbctl::SoundFile(file).notices(), std::back_inserter(report.parameters.notices));
     }
     describeReceivers(report, receiverResults());
     const lmn::PacerFigures figures = lmn_.pacerFigures();
@@ -260,24 +260,24 @@ Report Lab::conclude(double elapsedSeconds) {
     return report;
 }
 
-std::vector<ReceiverResult> Lab::receiverResults() {
+std::vector<orbctl::ReceiverResult> Lab::receiverResults() {
     if (live_)
         return live_->finish();
-    const auto source = [this]() -> std::unique_ptr<FrameReader> {
-        return SourceSound::open(
+    const auto source = [this]() -> std::unique_ptr<orbctl::FrameReader> {
+        return orbctl::SourceSound::open(
             sourceOptions(options_.soundFiles, options_.atLeastSeconds, options_.durationSeconds));
     };
-    std::vector<OpenReader> recordings;
+    std::vector<orbctl::OpenReader> recordings;
     recordings.reserve(receivers_.size());
     for (const auto& receiver : receivers_)
         recordings.emplace_back(
-            [file = receiver->entry()->file.value_or("")]() -> std::unique_ptr<FrameReader> {
-                return std::make_unique<RecordingFile>(file);
+            [file = receiver->entry()->file.value_or("")]() -> std::unique_ptr<orbctl::FrameReader> {
+                return std::make_unique<orbctl::RecordingFile>(file);
             });
-    return analyseReceivers(source, recordings, {}, RecordingEnd::withSource);
+    return orbctl::analyseReceivers(source, recordings, {}, orbctl::RecordingEnd::withSource);
 }
 
-void Lab::describeReceivers(Report& report, std::vector<ReceiverResult> results) {
+void Lab::describeReceivers(Report& report, std::vector<orbctl::ReceiverResult> results) {
     const avfoundation::PlayoutCounters counters = mirror_->renderer().counters().timeline;
     const dispatch::HostTime epoch = context_->route().epoch().value_or(start_);
     const double sourceStart = dispatch::toSeconds(firstSound_->time() - epoch);
@@ -290,12 +290,12 @@ void Lab::describeReceivers(Report& report, std::vector<ReceiverResult> results)
                                     .gaps = static_cast<std::int64_t>(counters.gaps),
                                     .overlaps = static_cast<std::int64_t>(counters.overlaps),
                                     .lateBuffers = static_cast<std::int64_t>(counters.late)});
-        ReceiverReport& last = report.receivers.back();
-        last.heardLatencies = heardLatencies(last.result.stream, sourceStart);
+        orbctl::ReceiverReport& last = report.receivers.back();
+        last.heardLatencies = orbctl::heardLatencies(last.result.stream, sourceStart);
     }
 }
 
-double Lab::progress() const { return static_cast<double>(firstSound_->frames()) / framesPerSecond; }
+double Lab::progress() const { return static_cast<double>(firstSound_->frames()) / orbctl::framesPerSecond; }
 
 std::int64_t Lab::lateCycles() { return static_cast<std::int64_t>(lmn_.pacerFigures().late); }
 

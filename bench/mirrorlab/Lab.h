@@ -74,8 +74,8 @@ class Lab {
     void playerEnded(int status);
     void endWhenHeard();
     void noteLatency(const avfoundation::EnqueuedBuffer& buffer);
-    std::vector<ReceiverResult> receiverResults();
-    void describeReceivers(Report& report, std::vector<ReceiverResult> results);
+    std::vector<orbctl::ReceiverResult> receiverResults();
+    void describeReceivers(Report& report, std::vector<orbctl::ReceiverResult> results);
 
     dispatch::Realm& realm_;
     LabLog& log_;
@@ -106,7 +106,7 @@ class Lab {
     std::shared_ptr<void> debt_;
     std::optional<int> playerStatus_;
     dispatch::Lock latencyLock_;
-    LatencySeries latency_ ORB_GUARDED_BY(latencyLock_);
+    orbctl::LatencySeries latency_ ORB_GUARDED_BY(latencyLock_);
     dispatch::HostTime start_;
 };
 

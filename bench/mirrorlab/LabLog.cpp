@@ -51,9 +51,9 @@ void LabLog::note(std::string_view text) {
                             withoutIdentities(line));
 }
 
-std::vector<Resynchronisation> LabLog::resynchronisations(dispatch::HostTime epoch) const {
+std::vector<orbctl::Resynchronisation> LabLog::resynchronisations(dispatch::HostTime epoch) const {
     const dispatch::LockGuard guard(lock_);
-    std::vector<Resynchronisation> list;
+    std::vector<orbctl::Resynchronisation> list;
     list.reserve(resynchronisations_.size());
     for (const Seen& seen : resynchronisations_)
         list.push_back({.timeSeconds = dispatch::toSeconds(seen.time - epoch), .reason = seen.reason});

@@ -27,7 +27,7 @@ class LabLog final : public lmn::LMNLogTarget {
     void note(std::string_view text);
 
     /// With times counted from `epoch`.
-    std::vector<Resynchronisation> resynchronisations(dispatch::HostTime epoch) const;
+    std::vector<orbctl::Resynchronisation> resynchronisations(dispatch::HostTime epoch) const;
 
   private:
     struct Seen {

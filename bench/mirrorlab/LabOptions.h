@@ -24,6 +24,7 @@ struct LabOptions {
     double worstWakeDelaySeconds = 0;                // injected late wake-ups: none
     std::uint64_t seed = 1;                          // of the injected delays
     std::optional<std::filesystem::path> jsonReport; // "-" is standard output
+    std::optional<std::filesystem::path> report;     // a page for people
     std::optional<std::filesystem::path> journal; // of what happened, without what differs between two runs
     bool keepRecordings = true;                   // false in virtual time unless asked for
 };

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "bench/mirrorlab/LatencySeries.h"
-#include "bench/mirrorlab/ReceiverSetAnalysis.h"
+#include "orbctl/analysis/LatencySeries.h"
+#include "orbctl/analysis/Verdict.h"
 
 namespace mirrorlab {
 
@@ -21,56 +21,28 @@ struct RunParameters {
     std::vector<std::string> notices; // about the sound files
     double durationSeconds = 0.0;     // of the sound
     RunMode mode = RunMode::realTime;
-    double latencySeconds = 2.0;    // as set in the engine
-    FrameNumber chunkFrames = 8192; // rendered at once
-    FrameNumber ioFrames = 512;     // of one period of the device
-};
-
-/// How long after it was put in a sound is heard, at the start of a segment.
-struct HeardLatency {
-    double timeSeconds = 0.0; // on the time line of the recordings
-    double seconds = 0.0;
-};
-
-/// One receiver and its recording.
-struct ReceiverReport {
-    std::string name;
-    std::string file;
-    ReceiverResult result;
-    std::vector<HeardLatency> heardLatencies;
-
-    // As the receiver counted them while it was fed.
-    std::int64_t gaps = 0;     // buffers that began later than the one before had ended
-    std::int64_t overlaps = 0; // buffers that began before the one before had ended
-    std::int64_t lateBuffers = 0;
-};
-
-/// The engine gave up its time relation and began anew.
-struct Resynchronisation {
-    double timeSeconds = 0.0; // on the time line of the recordings
-    std::string reason;
-};
-
-/// Whether the run was perfect: every recording identical to every other, bit-identical to the source,
-/// complete from its first heard frame on but for one silent jump per resynchronisation, no gap, no overlap,
-/// no late buffer. Late cycles are told but do not count: their lateness is not heard.
-struct Verdict {
-    bool perfect = false;
-    std::vector<std::string> reasons; // why not; plain sentences
+    double latencySeconds = 2.0;            // as set in the engine
+    orbctl::FrameNumber chunkFrames = 8192; // rendered at once
+    orbctl::FrameNumber ioFrames = 512;     // of one period of the device
 };
 
 /// Everything the bench knows about one run. A plain value of the caller.
 struct Report {
     RunParameters parameters;
-    std::vector<ReceiverReport> receivers;
-    LatencySeries effectiveLatency;
-    std::vector<Resynchronisation> resynchronisations;
+    std::vector<orbctl::ReceiverReport> receivers;
+    orbctl::LatencySeries effectiveLatency;
+    std::vector<orbctl::Resynchronisation> resynchronisations;
     std::int64_t lateCycles = 0;
     double worstLatenessSeconds = 0.0;
     std::int64_t playerUnderruns = 0;
     double speedFactor = 0.0; // seconds of sound per second of computing
 
-    Verdict verdict() const;
+    /// Late cycles are told but do not count: their lateness is not heard.
+    orbctl::Verdict verdict() const {
+        return orbctl::judge({.receivers = receivers,
+                              .resynchronisations = resynchronisations,
+                              .latencySeconds = parameters.latencySeconds});
+    }
 
     /// For people: aligned, short, every figure with its unit.
     std::string toText() const;
@@ -93,15 +65,5 @@ struct Report {
     ///     heardLatencies[]: timeSeconds, seconds
     boost::json::object toJson() const;
 };
-
-/// What a listener would say about each segment's delay. `sourceStartSeconds` is when frame 0 of the source
-/// was put in, on the time line of the recordings; the player must not have paused since.
-std::vector<HeardLatency> heardLatencies(const StreamResult& stream, double sourceStartSeconds);
-
-/// "gap", "skip", "repeat" or "corruption".
-const char* nameOf(BreakKind kind);
-
-/// True when every frame of the recording that is not silent equals the source.
-bool bitIdentical(const StreamResult& stream);
 
 } // namespace mirrorlab

@@ -23,7 +23,7 @@ json::array strings(const std::vector<std::string>& values) {
     return arrayOf(values, [](const std::string& value) { return json::value(value); });
 }
 
-json::value orNull(const std::optional<FrameNumber>& frames) {
+json::value orNull(const std::optional<orbctl::FrameNumber>& frames) {
     return frames ? json::value(*frames) : json::value(nullptr);
 }
 
@@ -37,13 +37,13 @@ json::object parametersJson(const RunParameters& run) {
             {"ioFrames", run.ioFrames}};
 }
 
-json::value pointJson(const LatencySeries::Point& point) {
+json::value pointJson(const orbctl::LatencySeries::Point& point) {
     return json::object{
         {"timeSeconds", point.timeSeconds}, {"min", point.least}, {"max", point.most}, {"mean", point.mean}};
 }
 
-json::object latencyJson(const LatencySeries& series) {
-    const LatencySeries::Point& whole = series.whole();
+json::object latencyJson(const orbctl::LatencySeries& series) {
+    const orbctl::LatencySeries::Point& whole = series.whole();
     const auto known = [&](double value) {
         return whole.values > 0 ? json::value(value) : json::value(nullptr);
     };
@@ -54,14 +54,14 @@ json::object latencyJson(const LatencySeries& series) {
             {"points", arrayOf(series.points(), pointJson)}};
 }
 
-json::value segmentJson(const Segment& segment) {
+json::value segmentJson(const orbctl::Segment& segment) {
     return json::object{{"fileFrame", segment.fileFrame},
                         {"sourceFrame", segment.sourceFrame},
                         {"frames", segment.frames},
                         {"offsetFrames", segment.offset()}};
 }
 
-json::value breakJson(const Break& record) {
+json::value breakJson(const orbctl::Break& record) {
     return json::object{{"kind", nameOf(record.kind)},
                         {"fileFrame", record.fileFrame},
                         {"fileFrames", record.fileFrames},
@@ -71,9 +71,9 @@ json::value breakJson(const Break& record) {
                         {"sourceFramesLost", record.sourceFramesLost}};
 }
 
-json::value receiverJson(const ReceiverReport& receiver) {
-    const StreamResult& stream = receiver.result.stream;
-    const ComparisonResult& against = receiver.result.againstFirst;
+json::value receiverJson(const orbctl::ReceiverReport& receiver) {
+    const orbctl::StreamResult& stream = receiver.result.stream;
+    const orbctl::ComparisonResult& against = receiver.result.againstFirst;
     return json::object{
         {"name", receiver.name},
         {"file", receiver.file},
@@ -101,7 +101,7 @@ json::value receiverJson(const ReceiverReport& receiver) {
         {"segments", arrayOf(stream.segments, segmentJson)},
         {"breakCount", stream.breakCount},
         {"breaks", arrayOf(stream.breaks, breakJson)},
-        {"heardLatencies", arrayOf(receiver.heardLatencies, [](const HeardLatency& heard) {
+        {"heardLatencies", arrayOf(receiver.heardLatencies, [](const orbctl::HeardLatency& heard) {
              return json::value(json::object{{"timeSeconds", heard.timeSeconds}, {"seconds", heard.seconds}});
          })}};
 }
@@ -109,7 +109,7 @@ json::value receiverJson(const ReceiverReport& receiver) {
 } // namespace
 
 json::object Report::toJson() const {
-    const Verdict judged = verdict();
+    const orbctl::Verdict judged = verdict();
     return {
         {"perfect", judged.perfect},
         {"reasons", strings(judged.reasons)},
@@ -119,7 +119,7 @@ json::object Report::toJson() const {
         {"worstLatenessSeconds", worstLatenessSeconds},
         {"playerUnderruns", playerUnderruns},
         {"resynchronisations", arrayOf(resynchronisations,
-                                       [](const Resynchronisation& event) {
+                                       [](const orbctl::Resynchronisation& event) {
                                            return json::value(json::object{{"timeSeconds", event.timeSeconds},
                                                                            {"reason", event.reason}});
                                        })},

@@ -11,7 +11,7 @@ namespace mirrorlab {
 
 namespace {
 
-constexpr auto rate = static_cast<double>(framesPerSecond);
+constexpr auto rate = static_cast<double>(orbctl::framesPerSecond);
 
 // Listed of anything in the text; the rest is only counted.
 constexpr std::size_t mostLines = 20;
@@ -26,7 +26,7 @@ void line(Out out, std::string_view label, fmt::format_string<Arguments...> form
     fmt::format_to(out, "\n");
 }
 
-double seconds(FrameNumber frames) { return static_cast<double>(frames) / rate; }
+double seconds(orbctl::FrameNumber frames) { return static_cast<double>(frames) / rate; }
 
 void writeRun(Out out, const Report& report) {
     const RunParameters& run = report.parameters;
@@ -39,7 +39,7 @@ void writeRun(Out out, const Report& report) {
          run.mode == RunMode::realTime ? "real time" : "virtual time", report.speedFactor);
     line(out, "chunk", "{} frames, device period {} frames", run.chunkFrames, run.ioFrames);
     line(out, "latency set", "{:.3f} s", run.latencySeconds);
-    const LatencySeries::Point& latency = report.effectiveLatency.whole();
+    const orbctl::LatencySeries::Point& latency = report.effectiveLatency.whole();
     if (latency.values > 0) {
         line(out, "latency as fed", "{:.6f} s on average, {:.6f} to {:.6f} s ({} values)", latency.mean,
              latency.least, latency.most, latency.values);
@@ -56,16 +56,16 @@ void writeRun(Out out, const Report& report) {
 
 void writeTable(Out out, const Report& report) {
     std::size_t width = 8;
-    for (const ReceiverReport& receiver : report.receivers) {
+    for (const orbctl::ReceiverReport& receiver : report.receivers) {
         width = std::max(width, receiver.name.size());
     }
     fmt::format_to(out,
                    "\nReceivers\n  {:<{}} {:>12} {:>12} {:>8} {:>10} {:>10} {:>6} {:>8} {:>5}  {:<10} {}\n",
                    "name", width, "frames", "matched", "segments", "unmatched", "lost", "gaps", "overlaps",
                    "late", "identical", "offset to first");
-    for (const ReceiverReport& receiver : report.receivers) {
-        const ReceiverResult& result = receiver.result;
-        const StreamResult& stream = result.stream;
+    for (const orbctl::ReceiverReport& receiver : report.receivers) {
+        const orbctl::ReceiverResult& result = receiver.result;
+        const orbctl::StreamResult& stream = result.stream;
         fmt::format_to(out, "  {:<{}} {:>12} {:>12} {:>8} {:>10} {:>10} {:>6} {:>8} {:>5}  {:<10} {}\n",
                        receiver.name, width, stream.frames, stream.matchedFrames, stream.segmentCount,
                        stream.unmatchedFrames, stream.sourceFramesLostBetween + stream.sourceFramesLostAtEnd,
@@ -75,12 +75,12 @@ void writeTable(Out out, const Report& report) {
     }
 }
 
-void writeSegments(Out out, const ReceiverReport& receiver) {
-    const StreamResult& stream = receiver.result.stream;
+void writeSegments(Out out, const orbctl::ReceiverReport& receiver) {
+    const orbctl::StreamResult& stream = receiver.result.stream;
     fmt::format_to(out, "\n{} ({})\n", receiver.name, receiver.file);
     const std::size_t segments = std::min(mostLines, stream.segments.size());
     for (std::size_t i = 0; i < segments; ++i) {
-        const Segment& segment = stream.segments[i];
+        const orbctl::Segment& segment = stream.segments[i];
         std::string heard;
         if (i < receiver.heardLatencies.size()) {
             heard = fmt::format(", heard after {:.6f} s", receiver.heardLatencies[i].seconds);
@@ -90,11 +90,11 @@ void writeSegments(Out out, const ReceiverReport& receiver) {
     }
     const std::size_t breaks = std::min(mostLines, stream.breaks.size());
     for (std::size_t i = 0; i < breaks; ++i) {
-        const Break& record = stream.breaks[i];
+        const orbctl::Break& record = stream.breaks[i];
         line(out, nameOf(record.kind), "{:>12.3f} s: {} frames, source jump {}, {} lost",
              seconds(record.fileFrame), record.fileFrames, record.sourceJump, record.sourceFramesLost);
     }
-    const auto shown = static_cast<FrameNumber>(segments);
+    const auto shown = static_cast<orbctl::FrameNumber>(segments);
     if (stream.segmentCount > shown) {
         line(out, "", "and {} segments more", stream.segmentCount - shown);
     }
@@ -107,7 +107,7 @@ void writeSegments(Out out, const ReceiverReport& receiver) {
 std::string Report::toText() const {
     std::string text;
     const Out out(text);
-    const Verdict judged = verdict();
+    const orbctl::Verdict judged = verdict();
     fmt::format_to(out, "The mirror is {}.\n", judged.perfect ? "perfect" : "imperfect");
     for (const std::string& reason : judged.reasons) {
         fmt::format_to(out, "  - {}\n", reason);
@@ -115,7 +115,7 @@ std::string Report::toText() const {
     fmt::format_to(out, "\n");
     writeRun(out, *this);
     writeTable(out, *this);
-    for (const ReceiverReport& receiver : receivers) {
+    for (const orbctl::ReceiverReport& receiver : receivers) {
         writeSegments(out, receiver);
     }
     return text;

@@ -2,7 +2,9 @@
 #include "bench/mirrorlab/RunCommand.h"
 
 #include "bench/mirrorlab/Lab.h"
-#include "bench/mirrorlab/SourceSound.h"
+#include "bench/mirrorlab/PlayCommand.h"
+#include "orbctl/report/Report.h"
+#include "orbctl/sound/SourceSound.h"
 
 #include "platform/airplay/embedded/ReceiversFile.h"
 #include "platform/dispatch/real/RealRealm.h"
@@ -75,7 +77,7 @@ std::vector<airplay::ReceiverEntry> receiversOf(const LabOptions& options) {
 }
 
 /// Checks what can be checked before anything is played.
-void checkSound(const LabOptions& options) { SourceSound::open({.files = options.soundFiles}); }
+void checkSound(const LabOptions& options) { orbctl::SourceSound::open({.files = options.soundFiles}); }
 
 void showProgress(Lab& lab, double elapsed) {
     const bool terminal = ::isatty(STDERR_FILENO) == 1;
@@ -207,9 +209,29 @@ void tell(const Outcome& outcome, const LabOptions& options, std::ofstream& json
         check(jsonReport << json << std::flush, *options.jsonReport);
 }
 
+constexpr const char* logName = "mirrorlab.log";
+
+/// Reads back what the run has left in its folder.
+void writePage(const LabOptions& options) {
+    orbctl::ReportData data{
+        .title = "mirrorlab run",
+        .source = sourceOptions(options.soundFiles, options.atLeastSeconds, options.durationSeconds),
+        .recordingEnd = orbctl::RecordingEnd::withSource,
+        .receivers = {},
+        .parameters = {{"mode", options.mode == RunMode::realTime ? "real time" : "virtual time"}},
+        .events = {},
+        .logLines = {}};
+    for (const airplay::ReceiverEntry& entry : receiversOf(options))
+        data.receivers.push_back({.name = entry.description.name, .file = entry.file.value_or("")});
+    std::ifstream log(options.output / logName);
+    for (std::string line; std::getline(log, line);)
+        data.logLines.push_back(line);
+    orbctl::writeReport(data, *options.report);
+}
+
 template <typename Realm, typename Run>
 Outcome withLog(Realm& realm, const LabOptions& options, Run runLab) {
-    const File logFile(options.output / "mirrorlab.log");
+    const File logFile(options.output / logName);
     lmn::LMNLogWriter writer(realm, logFile.descriptor());
     LabLog log(realm.clock(), writer, options.journal);
     const lmn::LMNLogInstallation installation(log);
@@ -248,6 +270,8 @@ ExitStatus run(const LabOptions& options) {
         std::ofstream jsonReport = openJsonReport(options);
         const Outcome outcome = runLab(options);
         tell(outcome, options, jsonReport);
+        if (options.report)
+            writePage(options);
         return statusOf(outcome);
     } catch (const std::system_error& error) {
         fmt::print(stderr, "mirrorlab: {}\n", error.what());

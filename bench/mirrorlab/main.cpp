@@ -63,6 +63,8 @@ void addRunOptions(CLI::App& command, LabOptions& options) {
     command.add_option("--seed", options.seed, "Seed of the late wake-ups")->capture_default_str();
     command.add_option("--json", options.jsonReport,
                        "Write the report for programs to this file (- for standard output)");
+    command.add_option("--report", options.report,
+                       "Write a page that shows the run to this file; keeps recordings in virtual time too");
     command.add_option("--journal", options.journal,
                        "Write down what happened, alike for two runs in virtual time");
 }
@@ -92,8 +94,10 @@ int main(int argumentCount, char** arguments) {
 
     try {
         app.parse(argumentCount, arguments);
-        if (runCommand.parsed())
+        if (runCommand.parsed()) {
+            lab.keepRecordings = lab.keepRecordings || lab.report;
             return run(lab);
+        }
         play(player);
         return exitPerfect;
     } catch (const CLI::ParseError& error) {

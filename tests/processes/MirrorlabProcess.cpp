@@ -2,7 +2,7 @@
 #include "tests/processes/MirrorlabProcess.h"
 
 #include "platform/foundation/FileDescriptor.h"
-#include "tests/bench/mirrorlab/TestSounds.h"
+#include "tests/orbctl/sound/TestSounds.h"
 
 #include <gmock/gmock.h>
 #include <sndfile.h>
@@ -25,6 +25,8 @@
 namespace mirrorlab::test {
 namespace {
 
+using namespace orbctl;
+using namespace orbctl::test;
 using namespace std::chrono_literals;
 
 constexpr const char* program = HOUSE_BIN_DIR "/mirrorlab";

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/processes/MirrorlabProcess.h"
 
-#include "tests/bench/mirrorlab/TestSounds.h"
+#include "tests/orbctl/sound/TestSounds.h"
 
 #include <gmock/gmock.h>
 #include <sndfile.h>
@@ -15,6 +15,8 @@
 namespace mirrorlab::test {
 namespace {
 
+using namespace orbctl;
+using namespace orbctl::test;
 using namespace std::chrono_literals;
 using ::testing::HasSubstr;
 using ::testing::SizeIs;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/processes/MirrorlabProcess.h"
 
-#include "tests/bench/mirrorlab/TestSounds.h"
+#include "tests/orbctl/sound/TestSounds.h"
 
 #include <gmock/gmock.h>
 #include <sndfile.h>
@@ -9,6 +9,8 @@
 namespace mirrorlab::test {
 namespace {
 
+using namespace orbctl;
+using namespace orbctl::test;
 using ::testing::AnyOf;
 using ::testing::Eq;
 using ::testing::HasSubstr;

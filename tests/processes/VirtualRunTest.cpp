@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/processes/MirrorlabProcess.h"
 
-#include "bench/mirrorlab/Frames.h"
+#include "orbctl/sound/Frames.h"
 
 #include <gmock/gmock.h>
 #include <boost/json.hpp>
@@ -9,6 +9,7 @@
 namespace mirrorlab::test {
 namespace {
 
+using namespace orbctl;
 using ::testing::HasSubstr;
 using ::testing::Ne;
 

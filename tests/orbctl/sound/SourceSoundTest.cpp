@@ -1,0 +1,232 @@
+// SPDX-License-Identifier: MIT
+#include "orbctl/sound/SourceSound.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sndfile.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <fstream>
+#include <limits>
+#include <numbers>
+
+#include "tests/orbctl/sound/TestSounds.h"
+#include "tests/orbctl/sound/WriteSound.h"
+
+namespace orbctl {
+namespace {
+
+using namespace test;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+class SourceSoundTest : public ::testing::Test {
+  public:
+    SourceSoundTest() {
+        std::string pattern =
+            (std::filesystem::temp_directory_path() / "mirrorlab-").string() + std::string(6, 'X');
+        if (::mkdtemp(pattern.data()) == nullptr) {
+            throw std::runtime_error("no folder for the test's files");
+        }
+        folder_ = pattern;
+    }
+    ~SourceSoundTest() override { std::filesystem::remove_all(folder_); }
+
+  protected:
+    /// Writes interleaved samples as a sound file.
+    std::filesystem::path write(const std::string& name, int rate, int channels, const Samples& samples,
+                                int format = SF_FORMAT_WAV | SF_FORMAT_FLOAT) const {
+        auto path = folder_ / name;
+        writeSound(path, samples, rate, channels, format);
+        return path;
+    }
+
+    std::filesystem::path writeBytes(const std::string& name, const std::string& bytes) const {
+        auto path = folder_ / name;
+        std::ofstream(path, std::ios::binary) << bytes;
+        return path;
+    }
+
+    std::filesystem::path folder_;
+};
+
+Samples readAll(FrameReader& reader, std::size_t blockFrames = 512) {
+    Samples all;
+    Samples block(blockFrames * channelCount);
+    // No sound of these tests is longer than this many blocks.
+    for (int i = 0; i < 1000000; ++i) {
+        const std::size_t got = reader.read(block);
+        if (got == 0) {
+            return all;
+        }
+        all.insert(all.end(), block.begin(), block.begin() + static_cast<std::ptrdiff_t>(got * channelCount));
+    }
+    ADD_FAILURE() << "the stream does not end";
+    return all;
+}
+
+Samples sine(int rate, int channels, double hertz, int frames) {
+    Samples samples;
+    for (int i = 0; i < frames; ++i) {
+        for (int channel = 0; channel < channels; ++channel) {
+            samples.push_back(0.5F * static_cast<float>(std::sin(2.0 * std::numbers::pi * hertz * i / rate)));
+        }
+    }
+    return samples;
+}
+
+/// Amplitude of a frequency in a channel of a stereo sound at 44100 Hz.
+double amplitude(const Samples& sound, double hertz) {
+    double real = 0.0;
+    double imaginary = 0.0;
+    const std::size_t frames = frameCount(sound);
+    for (std::size_t i = 0; i < frames; ++i) {
+        const double angle = 2.0 * std::numbers::pi * hertz * static_cast<double>(i) / 44100.0;
+        real += static_cast<double>(sound[2 * i]) * std::cos(angle);
+        imaginary += static_cast<double>(sound[2 * i]) * std::sin(angle);
+    }
+    return 2.0 * std::hypot(real, imaginary) / static_cast<double>(frames);
+}
+
+TEST_F(SourceSoundTest, ChangesNoBitOfStereoAt44100Hz) {
+    const Samples sound = described(0, 10001);
+    const auto source = SourceSound::open({.files = {write("a.wav", 44100, 2, sound)}});
+    EXPECT_EQ(source->totalFrames(), std::nullopt);
+    EXPECT_EQ(readAll(*source), sound);
+    EXPECT_EQ(source->totalFrames(), 10001);
+    EXPECT_TRUE(source->notices().empty());
+}
+
+TEST_F(SourceSoundTest, PutsMonoInBothChannelsAndTakesTheFirstTwoOfMany) {
+    Samples many;
+    for (int i = 0; i < 1000; ++i) {
+        for (int channel = 0; channel < 32; ++channel) {
+            many.push_back(static_cast<float>(i * 32 + channel) / 65536.0F);
+        }
+    }
+    const auto source = SourceSound::open(
+        {.files = {write("mono.wav", 44100, 1, {0.1F, 0.2F}), write("many.wav", 44100, 32, many)}});
+    const Samples heard = readAll(*source);
+    ASSERT_EQ(heard.size(), 2004U);
+    EXPECT_THAT(cut(heard, 0, 2), ElementsAre(0.1F, 0.1F, 0.2F, 0.2F));
+    for (std::size_t i = 0; i < 1000; ++i) {
+        EXPECT_EQ(heard[4 + 2 * i], many[32 * i]);
+        EXPECT_EQ(heard[5 + 2 * i], many[32 * i + 1]);
+    }
+    EXPECT_THAT(source->notices(), ElementsAre(HasSubstr("of its 32 channels the first two")));
+}
+
+TEST_F(SourceSoundTest, KeepsPitchLevelAndLengthWhenResampling) {
+    for (const int rate : {8000, 11025, 48000, 96000, 192000}) {
+        const int frames = rate / 2 + 1;
+        const auto file = write("tone.wav", rate, 1, sine(rate, 1, 1000.0, frames));
+        const auto source = SourceSound::open({.files = {file}});
+        const Samples heard = readAll(*source);
+        EXPECT_NEAR(static_cast<double>(framesIn(heard)), frames * 44100.0 / rate, 1.0) << rate;
+        EXPECT_NEAR(amplitude(heard, 1000.0), 0.5, 0.002) << rate;
+    }
+}
+
+TEST_F(SourceSoundTest, ResamplesEachFileByItselfSoThatJoinsHaveNoMemory) {
+    const auto tone =
+        write("tone.flac", 48000, 2, sine(48000, 2, 3000.0, 30000), SF_FORMAT_FLAC | SF_FORMAT_PCM_24);
+    const auto low = write("low.wav", 8000, 1, sine(8000, 1, 200.0, 5000));
+    const Samples first = readAll(*SourceSound::open({.files = {tone}}));
+    const Samples second = readAll(*SourceSound::open({.files = {low}}));
+    const auto both = SourceSound::open({.files = {tone, low}});
+    EXPECT_EQ(readAll(*both), joined({first, second}));
+}
+
+TEST_F(SourceSoundTest, YieldsTheSameFramesWhateverIsReadAtOnceAndWithOrWithoutCache) {
+    const auto file = write("a.wav", 48000, 2, noise(20000, 6));
+    SourceSoundOptions options{.files = {file}, .lengthFrames = 60000};
+    const Samples expected = readAll(*SourceSound::open(options), 512);
+    EXPECT_EQ(framesIn(expected), 60000);
+    EXPECT_EQ(readAll(*SourceSound::open(options), 1), expected);
+    EXPECT_EQ(readAll(*SourceSound::open(options), 77777), expected);
+    options.cacheLimitFrames = 0;
+    EXPECT_EQ(readAll(*SourceSound::open(options), 333), expected);
+}
+
+TEST_F(SourceSoundTest, RepeatsWholePassesForALeastDurationAndCutsForALength) {
+    const Samples sound = described(0, 30000);
+    const auto file = write("a.wav", 44100, 2, sound);
+    const auto least = SourceSound::open({.files = {file}, .atLeastSeconds = 1.0});
+    EXPECT_EQ(readAll(*least), repeated(sound, 2));
+    EXPECT_EQ(least->totalFrames(), 60000);
+    EXPECT_EQ(readAll(*SourceSound::open({.files = {file}, .atLeastSeconds = 0.1})), sound);
+    const auto exact = SourceSound::open({.files = {file}, .lengthFrames = 44100});
+    EXPECT_EQ(exact->totalFrames(), 44100);
+    EXPECT_EQ(readAll(*exact), joined({sound, cut(sound, 0, 14100)}));
+    EXPECT_TRUE(readAll(*SourceSound::open({.files = {file}, .lengthFrames = 0})).empty());
+}
+
+TEST_F(SourceSoundTest, ReplacesSamplesThatAreNoFiniteNumberAndMakesZerosPositive) {
+    constexpr float infinity = std::numeric_limits<float>::infinity();
+    const Samples sound{std::nanf(""), 0.5F, infinity, -infinity, -0.0F, 0.25F};
+    const auto source = SourceSound::open({.files = {write("a.wav", 44100, 2, sound)}, .lengthFrames = 9});
+    const Samples heard = readAll(*source);
+    EXPECT_EQ(heard, repeated({0.0F, 0.5F, 0.0F, 0.0F, 0.0F, 0.25F}, 3));
+    EXPECT_FALSE(std::signbit(heard[4]));
+    EXPECT_THAT(source->notices(), ElementsAre(HasSubstr("3 samples"))) << "repetitions say nothing new";
+}
+
+TEST_F(SourceSoundTest, HearsWhatIsLeftOfATruncatedFileAndSaysSo) {
+    const auto path = write("a.flac", 44100, 2, noise(50000, 3), SF_FORMAT_FLAC | SF_FORMAT_PCM_16);
+    std::filesystem::resize_file(path, std::filesystem::file_size(path) / 2);
+    const auto source = SourceSound::open({.files = {path}});
+    const FrameNumber heard = framesIn(readAll(*source));
+    EXPECT_GT(heard, 10000);
+    EXPECT_LT(heard, 50000);
+    EXPECT_THAT(source->notices(), ElementsAre(HasSubstr("of its 50000 frames can be decoded")));
+}
+
+TEST_F(SourceSoundTest, RefusesUnusableFilesByNameAndReason) {
+    const Samples sound{0.1F, 0.2F};
+    const std::vector<std::pair<std::filesystem::path, std::string>> cases{
+        {folder_ / "missing.wav", "no such file"},
+        {folder_, "not a regular file"},
+        {writeBytes("nothing.wav", ""), "the file is empty"},
+        {writeBytes("garbage.wav", std::string(5000, 'x')), "cannot be read as sound"},
+        {write("empty.wav", 44100, 2, {}), "holds no frames"},
+        {write("slow.wav", 7999, 2, sound), "7999 Hz is outside"},
+        {write("fast.wav", 192001, 2, sound), "192001 Hz is outside"},
+    };
+    const auto good = write("good.wav", 44100, 2, sound);
+    for (const auto& [file, reason] : cases) {
+        try {
+            SourceSound::open({.files = {good, file}});
+            ADD_FAILURE() << file << " was accepted";
+        } catch (const SoundFileError& error) {
+            EXPECT_EQ(error.file(), file);
+            EXPECT_THAT(error.reason(), HasSubstr(reason)) << file;
+            EXPECT_THAT(error.what(), HasSubstr(file.string()));
+        }
+    }
+}
+
+TEST_F(SourceSoundTest, RefusesSenselessLengthsInsteadOfStreamingForEver) {
+    const auto file = write("a.wav", 44100, 2, {0.1F, 0.2F});
+    EXPECT_THROW(SourceSound::open({}), std::invalid_argument);
+    EXPECT_THROW(SourceSound::open({.files = {file}, .lengthFrames = -1}), std::invalid_argument);
+    EXPECT_THROW(SourceSound::open({.files = {file}, .atLeastSeconds = std::nan("")}), std::invalid_argument);
+    EXPECT_THROW(SourceSound::open({.files = {file}, .atLeastSeconds = 1e300}), std::invalid_argument);
+}
+
+TEST_F(SourceSoundTest, ReadsRecordingsUnchangedAndRefusesOtherFiles) {
+    Samples sound = noise(3000, 17);
+    sound[5] = -0.0F;
+    sound[6] = 1.5F;
+    RecordingFile recording(write("r.wav", 44100, 2, sound, SF_FORMAT_RF64 | SF_FORMAT_FLOAT));
+    const Samples heard = readAll(recording);
+    EXPECT_EQ(heard, sound);
+    EXPECT_TRUE(std::signbit(heard[5]));
+    EXPECT_THROW(RecordingFile(write("rate.wav", 48000, 2, sound)), SoundFileError);
+    EXPECT_THROW(RecordingFile(write("mono.wav", 44100, 1, sound)), SoundFileError);
+    const auto integer = write("pcm.wav", 44100, 2, sound, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
+    EXPECT_THROW(RecordingFile{integer}, SoundFileError);
+}
+
+} // namespace
+} // namespace orbctl
