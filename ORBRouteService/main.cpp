@@ -4,6 +4,7 @@
 
 #include "ORBRouteService/log/ORBDebugLog.h"
 
+#include "platform/airplay/embedded/PromptRelay.h"
 #include "platform/dispatch/real/RealRealm.h"
 #include "platform/foundation/StandardPaths.h"
 #include "platform/lmn/LMNLogWriter.h"
@@ -14,6 +15,7 @@
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -27,15 +29,31 @@ std::filesystem::path receiversFile() {
                                             : foundation::standardConfigPath() / "receivers.json";
 }
 
+/// Asks the user of the parent, where that offers it; nullptr where not.
+std::unique_ptr<airplay::PromptRelay> makePromptRelay(dispatch::Queue& mainQueue) {
+    const char* socket = std::getenv("ORB_PROMPT_SOCKET");
+    if (socket == nullptr || *socket == '\0') {
+        return nullptr;
+    }
+    return std::make_unique<airplay::PromptRelay>(
+        mainQueue, socket, [](const std::string& line) { lmn::LMNLog(4, line + "\n"); });
+}
+
 /// The service on its system. On the main queue, and never taken down: the process ends.
 class Process {
   public:
     Process(dispatch::Realm& realm, lmn::LMNLogWriter& log, std::vector<std::string> arguments)
         : log_(log),
+          promptRelay_(makePromptRelay(realm.mainQueue())),
           system_(realm, {.runtimeDirectory = foundation::standardRuntimePath(),
                           .configDirectory = foundation::standardConfigPath(),
-                          .receiversFile = receiversFile()}),
-          service_(system_.platform(std::move(arguments), [this](int status) { exit(status); })) {}
+                          .receiversFile = receiversFile(),
+                          .user = promptRelay_.get()}),
+          service_(system_.platform(std::move(arguments), [this](int status) { exit(status); })) {
+        if (promptRelay_) {
+            promptRelay_->leaveToScript(system_.airPlay().receivers());
+        }
+    }
 
     void start() {
         service_.applicationDidFinishLaunching();
@@ -52,6 +70,7 @@ class Process {
     }
 
     lmn::LMNLogWriter& log_;
+    const std::unique_ptr<airplay::PromptRelay> promptRelay_;
     orb::EmbeddedServiceSystem system_;
     orb::ORBRouteService service_;
 };

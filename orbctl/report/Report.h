@@ -50,12 +50,18 @@ struct ReportData {
     std::vector<std::string> logLines;
 };
 
+/// What the page says first.
+struct ReportSummary {
+    std::string headline;
+    bool isPerfect = false; ///< every receiver played exactly the source, from its first frame to its last
+};
+
 /// Compares the recordings with the source and writes one page that needs nothing else: wave forms, latency,
 /// buffered time, events, log and verdict on one time line. Blocks for a few seconds per hour of sound; reads
 /// the files twice at most and keeps a few megabytes. Any thread.
 ///
 /// A receiver whose file cannot be used is told on the page. Throws SoundFileError for the source and
 /// std::system_error, naming the path, for the page.
-void writeReport(const ReportData& data, const std::filesystem::path& path);
+ReportSummary writeReport(const ReportData& data, const std::filesystem::path& path);
 
 } // namespace orbctl

@@ -257,13 +257,15 @@ void writePage(std::ostream& out, const ReportData& data, const ReportContents& 
         << PageAssets::script() << "</script>\n</body>\n</html>\n";
 }
 
-void writeReport(const ReportData& data, const std::filesystem::path& path) {
+ReportSummary writeReport(const ReportData& data, const std::filesystem::path& path) {
     const ReportContents contents = workOut(data);
     std::ofstream file(path, std::ios::binary);
     writePage(file, data, contents);
     file.close();
     if (!file)
         throw std::system_error(errno, std::generic_category(), path.string());
+    return {.headline = headline(contents),
+            .isPerfect = contents.verdict.perfect && mostLostAtStart(contents) == 0};
 }
 
 } // namespace orbctl
