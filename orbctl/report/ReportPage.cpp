@@ -83,13 +83,11 @@ std::string headline(const ReportContents& contents) {
                            lost, seconds(lost));
 }
 
-/// Paths where there are few, else names.
 std::string sourceText(const std::vector<std::filesystem::path>& files) {
-    constexpr std::size_t fewFiles = 3;
     std::vector<std::string> names;
     names.reserve(files.size());
     for (const auto& file : files)
-        names.push_back((files.size() > fewFiles ? file.filename() : file).string());
+        names.push_back(file.filename().string());
     return fmt::format("{}", fmt::join(names, ", "));
 }
 
@@ -147,8 +145,9 @@ std::size_t breaksOf(const StreamResult& stream, BreakKind kind) {
 void writeReceiverRow(std::ostream& out, const ReceiverReport& receiver, bool hasSource) {
     const StreamResult& stream = receiver.result.stream;
     out << fmt::format("<tr><th scope=\"row\">{}<br><small>{}</small></th><td>{:.3f} s</td><td>{}</td>",
-                       escaped(receiver.name), escaped(receiver.file), seconds(stream.frames),
-                       againstFirst(receiver.result));
+                       escaped(receiver.name),
+                       escaped(std::filesystem::path(receiver.file).filename().string()),
+                       seconds(stream.frames), againstFirst(receiver.result));
     if (hasSource)
         out << fmt::format(
             "<td>{}</td><td>{}</td><td>{}</td><td>{}</td><td>{}</td><td>{}</td><td>{}</td><td>{}</td>",
