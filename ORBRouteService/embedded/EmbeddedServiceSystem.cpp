@@ -70,6 +70,8 @@ ORBRouteServicePlatform EmbeddedServiceSystem::platform(std::vector<std::string>
 
 void EmbeddedServiceSystem::finish() {
     playback_.finish();
+    lmn_.ioQueue().sync([] {});       // lets go of a device that is captured no more,
+    audioServer_.queue().sync([] {}); // whose socket is then removed
     distributedNotifications_.leave();
 }
 
