@@ -12,6 +12,7 @@
 #include <sysexits.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
@@ -78,6 +79,7 @@ class Process {
 } // namespace
 
 int main(int argc, char** argv) {
+    std::signal(SIGPIPE, SIG_IGN); // a reader of the log that has gone must not take the service along
     dispatch::RealRealm realm;
     lmn::LMNLogWriter log(realm, STDERR_FILENO);
     const lmn::LMNLogInstallation installation(log);

@@ -76,7 +76,8 @@ void PlayDisplay::ended(int status, std::optional<double> heard,
     std::vector<std::string> names;
     for (const auto& job : jobs) {
         if (!job->failure()) {
-            names.push_back(job->target().name);
+            names.push_back(job->wasInterrupted() ? fmt::format("{} (not all the time)", job->target().name)
+                                                  : job->target().name);
         }
     }
     if (form_ == Form::text && heard && !names.empty()) {

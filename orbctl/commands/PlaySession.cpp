@@ -25,6 +25,9 @@ constexpr auto tick = std::chrono::milliseconds(500);
 /// Between two publications of how far it is.
 constexpr int ticksPerPublication = 2;
 
+/// Between two publications of one track, s of its sound: whoever shows it counts on by itself.
+constexpr double publicationInterval = 10;
+
 /// Given to services to end in order; what they have played is written then.
 constexpr auto endPatience = std::chrono::seconds(5);
 constexpr auto endInterval = std::chrono::milliseconds(20);
@@ -300,9 +303,14 @@ void PlaySession::publish(const Job& job) {
     }
 }
 
-/// For whoever shows what is playing.
+/// For whoever shows what is playing, when there is news, and now and then.
 void PlaySession::publishTrack(bool isPlaying) {
     const auto [track, elapsed] = currentTrack();
+    if (isPlaying && publishedTrack_ == &track && figures_.heard < publishedAt_ + publicationInterval) {
+        return;
+    }
+    publishedTrack_ = &track;
+    publishedAt_ = figures_.heard;
     try {
         mediaremote::NowPlayingFile::write(platform_.runtimeDirectory(),
                                            track.nowPlaying(elapsed, isPlaying));
@@ -334,7 +342,8 @@ int PlaySession::status(bool isInterrupted) const {
     if (soundFailure_) {
         return 2;
     }
-    return std::ranges::any_of(jobs_, [](const auto& job) { return job->failure().has_value(); }) ? 1 : 0;
+    const auto isLacking = [](const auto& job) { return job->failure() || job->wasInterrupted(); };
+    return std::ranges::any_of(jobs_, isLacking) ? 1 : 0;
 }
 
 } // namespace orbctl

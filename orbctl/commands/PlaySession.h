@@ -83,6 +83,8 @@ class PlaySession {
     PlayDisplay display_;
     std::unique_ptr<FrameReader> sound_; // until the player has it
     std::vector<PlayedTrack> tracks_;
+    const PlayedTrack* publishedTrack_ = nullptr;
+    double publishedAt_ = 0; // s of sound
     std::ofstream log_;
     std::vector<ReportData> reports_; // of each job
     Terminal terminal_;

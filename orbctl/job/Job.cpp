@@ -174,7 +174,10 @@ void Job::deviceConnecting(const std::set<orb::LMNDeviceCodable>&) { enter(State
 
 void Job::deviceConnected(const orb::LMNDeviceCodable&) { enter(State::connected); }
 
-void Job::deviceWasDisconnected(const orb::LMNDeviceCodable&) { enter(State::disconnected); }
+void Job::deviceWasDisconnected(const orb::LMNDeviceCodable&) {
+    wasInterrupted_ = wasInterrupted_ || !isEnding_;
+    enter(State::disconnected);
+}
 
 void Job::enter(State state) {
     const bool isOver = state_ == State::failed || state_ == State::ended;

@@ -63,6 +63,9 @@ class Job final : public ServiceEvents {
     /// The sound cannot be heard any more.
     void fail(JobFailure failure);
 
+    /// Whether a device was lost meanwhile, even if it came back.
+    bool wasInterrupted() const { return wasInterrupted_; }
+
     State state() const { return state_; }
     const Target& target() const { return options_.target; }
     const std::optional<JobFailure>& failure() const { return failure_; }
@@ -95,6 +98,7 @@ class Job final : public ServiceEvents {
     std::unique_ptr<ServiceProcess> process_;
     State state_ = State::starting;
     bool isEnding_ = false;
+    bool wasInterrupted_ = false;
     std::string lastWords_; // the newest failure that the service logged
     std::optional<JobFailure> failure_;
 };

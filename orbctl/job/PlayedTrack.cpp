@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "orbctl/job/PlayedTrack.h"
 
+#include "orbctl/job/CoverArt.h"
+
 #include "ORBRouteService/devices/isUTF8.h"
 
+#include "platform/foundation/coding/Base64.h"
 #include "platform/mediaremote/MRAHelper.h"
 
 #include <fmt/format.h>
@@ -31,6 +34,7 @@ PlayedTrack PlayedTrack::of(const std::filesystem::path& file) {
         track.title = title.empty() ? track.title : title;
         track.artist = tagOf(sound.get(), SF_STR_ARTIST);
         track.album = tagOf(sound.get(), SF_STR_ALBUM);
+        track.artwork = coverArt(file);
         track.duration = static_cast<double>(info.frames) / info.samplerate;
     }
     return track;
@@ -51,6 +55,9 @@ boost::json::object PlayedTrack::nowPlaying(double elapsed, bool isPlaying) cons
     }
     if (duration > 0) {
         info[mediaremote::kMRADuration] = duration;
+    }
+    if (artwork) {
+        info[mediaremote::kMRAArtworkData] = foundation::base64(*artwork);
     }
     return info;
 }

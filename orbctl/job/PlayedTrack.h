@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "platform/foundation/coding/Data.h"
+
 #include <boost/json/object.hpp>
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -16,6 +19,7 @@ struct PlayedTrack {
     std::string artist = {};
     std::string album = {};
     double duration = 0; // s, as its header promises
+    std::optional<foundation::Data> artwork = {};
 
     /// Of a file that can be opened; else only the title.
     static PlayedTrack of(const std::filesystem::path& file);

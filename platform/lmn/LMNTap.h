@@ -42,8 +42,8 @@ class LMNTap {
     const LMNTapConfig& config() const { return config_; }
     const std::shared_ptr<LMNDispatchQueue>& queue() const { return queue_; }
 
-    /// Begins to listen, or goes on. A device that does not exist or cannot be served is logged at level 4, and nothing
-    /// is captured.
+    /// Begins to listen, or goes on. A device that does not exist or cannot be served is logged at level 4,
+    /// and nothing is captured.
     void start();
 
     /// Ends IO, if it runs, and listens no more. The context's `didStopIO` comes soon after.

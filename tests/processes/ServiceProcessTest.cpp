@@ -36,13 +36,14 @@ class ServiceProcessTest : public testing::Test {
                                            .remotePort = "service"}
             .argument();
     }
-    void start() {
+    /// `script` is what a shell does with program, argument and log.
+    void start(const std::string& script = R"(exec "$0" "$1" 2>"$2")") {
         parent.emplace(
             std::vector<std::string>{HOUSE_PYTHON, HOUSE_SOURCE_DIR "/tests/processes/waiting_parent.py",
                                      "parent"},
             environment());
-        service.emplace(std::vector<std::string>{"/bin/sh", "-c", R"(exec "$0" "$1" 2>"$2")",
-                                                 HOUSE_BIN_DIR "/ORBRouteService", argument(), log.string()},
+        service.emplace(std::vector<std::string>{"/bin/bash", "-c", script, HOUSE_BIN_DIR "/ORBRouteService",
+                                                 argument(), log.string()},
                         environment());
         ASSERT_EQ(parent->line(), "found");
     }
@@ -89,6 +90,13 @@ TEST_F(ServiceProcessTest, signalsEndItOnceWhicheverComeTogether) {
     const std::size_t first = lines.find("Terminating ORBRouteService: received signal ");
     ASSERT_NE(first, lines.npos);
     EXPECT_EQ(lines.find("Terminating", first + 1), lines.npos);
+    EXPECT_THAT(leftOver(), IsEmpty());
+}
+
+TEST_F(ServiceProcessTest, aLogThatNobodyReadsAnyMoreDoesNotEndIt) {
+    start(R"(set -o pipefail; "$0" "$1" 2>&1 | head -n 1)");
+    parent->kill();
+    EXPECT_EQ(service->end(), 0);
     EXPECT_THAT(leftOver(), IsEmpty());
 }
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/accessibility/Accessibility.h"
 #include "platform/accessibility/AXTree.h"
+#include "platform/accessibility/Accessibility.h"
 
 #include <map>
 #include <memory>
