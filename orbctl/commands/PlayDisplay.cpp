@@ -26,6 +26,7 @@ std::string failureText(const JobFailure& failure) {
 
 std::string stateText(const std::vector<std::unique_ptr<Job>>& jobs) {
     std::vector<std::string> texts;
+    texts.reserve(jobs.size());
     for (const auto& job : jobs) {
         texts.push_back(fmt::format("{} {}", job->target().name, nameOf(job->state())));
     }

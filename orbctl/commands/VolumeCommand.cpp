@@ -55,6 +55,7 @@ void show(const Target& target, lmn::LMNDevice& device, Console& console, bool j
 dispatch::Task<int> change(ParentPlatform& platform, Console& console, Options options) {
     const ReceiverList receivers(options.file);
     std::vector<Target> targets;
+    targets.reserve(options.targets.size());
     for (const std::string& name : options.targets) {
         targets.push_back(receivers.find(name));
     }

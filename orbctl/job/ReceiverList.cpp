@@ -83,7 +83,7 @@ std::filesystem::path ReceiverList::standardFile() {
 }
 
 /// Grouped as the route picker groups: receivers with a row of their own are in no group.
-ReceiverList::ReceiverList(std::filesystem::path file) : file_(std::filesystem::absolute(std::move(file))) {
+ReceiverList::ReceiverList(const std::filesystem::path& file) : file_(std::filesystem::absolute(file)) {
     for (const airplay::ReceiverEntry& entry : airplay::ReceiversFile::read(file_)) {
         const Target target = targetOf(entry);
         const auto leader = std::ranges::find_if(targets_, [&](const Target& other) {

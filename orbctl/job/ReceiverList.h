@@ -52,7 +52,7 @@ class ReceiverList {
     static std::filesystem::path standardFile();
 
     /// Throws airplay::ReceiversFileError.
-    explicit ReceiverList(std::filesystem::path file);
+    explicit ReceiverList(const std::filesystem::path& file);
 
     const std::filesystem::path& file() const { return file_; }
     const std::vector<Target>& targets() const { return targets_; }

@@ -42,6 +42,7 @@ std::vector<std::string> withOwnEnvironment(std::vector<std::string> variables) 
 
 std::vector<char*> pointersTo(std::vector<std::string>& words) {
     std::vector<char*> pointers;
+    pointers.reserve(words.size() + 1);
     for (std::string& word : words) {
         pointers.push_back(word.data());
     }
