@@ -202,7 +202,6 @@ MirrorWorld::MirrorWorld(std::int64_t receivers) {
             avfoundation::AVOutputContextOutputDevicesDidChangeNotification, context_.get(),
             &realm_.mainQueue(), [this](const auto&) { mirror_->outputDevicesChanged(); });
         for (const auto& receiver : makeReceivers(receivers)) {
-            playback_.addReceiver(receiver);
             context_->route().connect(receiver);
         }
     });

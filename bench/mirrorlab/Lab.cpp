@@ -147,7 +147,6 @@ void Lab::addReceivers(std::vector<airplay::ReceiverEntry> receivers) {
             std::move(receivers[index]),
             airplay::EmbeddedReceiver::Surroundings{
                 .mainQueue = realm_.mainQueue(), .report = report, .observer = observer}));
-        playback_.addReceiver(receivers_.back());
     }
 }
 
