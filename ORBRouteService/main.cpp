@@ -5,6 +5,7 @@
 #include "ORBRouteService/log/ORBDebugLog.h"
 
 #include "platform/airplay/embedded/PromptRelay.h"
+#include "platform/airplay/embedded/ReceiversFile.h"
 #include "platform/dispatch/real/RealRealm.h"
 #include "platform/foundation/StandardPaths.h"
 #include "platform/lmn/LMNLogWriter.h"
@@ -22,13 +23,6 @@
 #include <vector>
 
 namespace {
-
-/// Where the receivers of this machine are described.
-std::filesystem::path receiversFile() {
-    const char* file = std::getenv("ORB_RECEIVERS_FILE");
-    return file != nullptr && *file != '\0' ? std::filesystem::path(file)
-                                            : foundation::standardConfigPath() / "receivers.json";
-}
 
 /// Asks the user of the parent, where that offers it; nullptr where not.
 std::unique_ptr<airplay::PromptRelay> makePromptRelay(dispatch::Queue& mainQueue) {
@@ -48,7 +42,7 @@ class Process {
           promptRelay_(makePromptRelay(realm.mainQueue())),
           system_(realm, {.runtimeDirectory = foundation::standardRuntimePath(),
                           .configDirectory = foundation::standardConfigPath(),
-                          .receiversFile = receiversFile(),
+                          .receiversFile = airplay::ReceiversFile::standardPath(),
                           .user = promptRelay_.get()}),
           service_(system_.platform(std::move(arguments), [this](int status) { exit(status); })) {
         if (promptRelay_) {

@@ -3,6 +3,8 @@
 #include "orbctl/commands/PlaySession.h"
 #include "orbctl/job/UsageError.h"
 
+#include "platform/airplay/embedded/ReceiversFile.h"
+
 #include <fmt/format.h>
 #include <boost/json/object.hpp>
 #include <boost/json/serialize.hpp>
@@ -82,7 +84,7 @@ int run(Console& console, const PlayOptions& options) {
 
 void addPlay(CLI::App& app, Action& action) {
     const auto options = std::make_shared<PlayOptions>();
-    options->receiversFile = ReceiverList::standardFile();
+    options->receiversFile = airplay::ReceiversFile::standardPath();
     options->service = ServiceProcess::standardProgram();
     CLI::App& command = *app.add_subcommand("play", "Play sound files on receivers");
     command.footer(footer);

@@ -3,6 +3,8 @@
 #include "orbctl/job/ParentPlatform.h"
 #include "orbctl/job/ReceiverList.h"
 
+#include "platform/airplay/embedded/ReceiversFile.h"
+
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <boost/json/object.hpp>
@@ -19,7 +21,7 @@ namespace orbctl {
 namespace {
 
 struct Options {
-    std::filesystem::path file = ReceiverList::standardFile();
+    std::filesystem::path file = airplay::ReceiversFile::standardPath();
     bool json = false;
 };
 

@@ -3,6 +3,8 @@
 #include "orbctl/job/ParentPlatform.h"
 #include "orbctl/job/ReceiverList.h"
 
+#include "platform/airplay/embedded/ReceiversFile.h"
+
 #include <fmt/format.h>
 #include <boost/json/object.hpp>
 #include <boost/json/serialize.hpp>
@@ -17,7 +19,7 @@ namespace {
 struct Options {
     std::string change; // "", "mute", "unmute", or a volume
     std::vector<std::string> targets;
-    std::filesystem::path file = ReceiverList::standardFile();
+    std::filesystem::path file = airplay::ReceiversFile::standardPath();
     bool json = false;
 };
 

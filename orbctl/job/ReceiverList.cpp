@@ -7,7 +7,6 @@
 #include "ORBRouteService/devices/isUTF8.h"
 
 #include "platform/airplay/embedded/ReceiversFile.h"
-#include "platform/foundation/StandardPaths.h"
 #include "platform/foundation/coding/Coding.h"
 #include "platform/lmn/LMNDeviceManager.h"
 
@@ -74,12 +73,6 @@ std::shared_ptr<lmn::LMNDevice> Target::findDevice(lmn::LMNDeviceManager& manage
     const std::string uid = deviceUID();
     manager.allowHiddenDevice(uid);
     return manager.deviceWithDeviceUID(uid, false);
-}
-
-std::filesystem::path ReceiverList::standardFile() {
-    const char* file = std::getenv("ORB_RECEIVERS_FILE");
-    return file != nullptr && *file != '\0' ? std::filesystem::path(file)
-                                            : foundation::standardConfigPath() / "receivers.json";
 }
 
 /// Grouped as the route picker groups: receivers with a row of their own are in no group.

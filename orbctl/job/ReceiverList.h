@@ -48,9 +48,6 @@ struct Target {
 /// What is in sight, as a receivers file has it. A value.
 class ReceiverList {
   public:
-    /// `$ORB_RECEIVERS_FILE`, else `receivers.json` beside the preferences.
-    static std::filesystem::path standardFile();
-
     /// Throws airplay::ReceiversFileError.
     explicit ReceiverList(const std::filesystem::path& file);
 

@@ -3,7 +3,6 @@
 
 #include "platform/airplay/Playout.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace airplay {
@@ -15,23 +14,6 @@ PlaybackSystem::PlaybackSystem(dispatch::Realm& realm, Report report)
       users_(std::make_shared<Route::Users>()) {}
 
 PlaybackSystem::~PlaybackSystem() { finish(); }
-
-bool PlaybackSystem::addReceiver(std::shared_ptr<Receiver> receiver) {
-    if (this->receiver(receiver->description()->identifier) != nullptr) {
-        return false;
-    }
-    receivers_.push_back(std::move(receiver));
-    return true;
-}
-
-const std::vector<std::shared_ptr<Receiver>>& PlaybackSystem::receivers() const { return receivers_; }
-
-std::shared_ptr<Receiver> PlaybackSystem::receiver(std::string_view identifier) const {
-    const auto known = std::ranges::find_if(receivers_, [identifier](const auto& receiver) {
-        return receiver->description()->identifier == identifier;
-    });
-    return known != receivers_.end() ? *known : nullptr;
-}
 
 std::unique_ptr<Route> PlaybackSystem::makeRoute() {
     return std::make_unique<Route>(playout_, users_, realm_.mainQueue());

@@ -19,7 +19,7 @@ class Playout;
 /// Takes one line for the log. Any thread.
 using Report = std::function<void(std::string line)>;
 
-/// The playing side of the system, one for each process: the known receivers, the queue "airplay.playout"
+/// The playing side of the system, one for each process: the queue "airplay.playout"
 /// that plays all routes out, and who is heard where. Built by the composition root before, and destroyed
 /// after, everything that plays.
 ///
@@ -37,14 +37,6 @@ class PlaybackSystem {
 
     dispatch::Realm& realm() const noexcept { return realm_; }
     const Report& report() const noexcept { return report_; }
-
-    /// Makes a receiver known; on the main queue. False, and nothing done, when its identifier is known
-    /// already.
-    bool addReceiver(std::shared_ptr<Receiver> receiver);
-    /// In the order in which they were added; on the main queue.
-    const std::vector<std::shared_ptr<Receiver>>& receivers() const;
-    /// nullptr when there is none such; on the main queue.
-    std::shared_ptr<Receiver> receiver(std::string_view identifier) const;
 
     /// A route without receivers and without a process; on the main queue.
     std::unique_ptr<Route> makeRoute();
@@ -68,7 +60,6 @@ class PlaybackSystem {
   private:
     dispatch::Realm& realm_;
     const Report report_;
-    std::vector<std::shared_ptr<Receiver>> receivers_; // main queue
     const std::shared_ptr<Playout> playout_;
     const std::shared_ptr<Route::Users> users_;
 };

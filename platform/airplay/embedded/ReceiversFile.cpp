@@ -5,9 +5,11 @@
 #include "platform/airplay/embedded/LocatedReader.h"
 #include "platform/airplay/embedded/ReceiverEntryReader.h"
 #include "platform/foundation/JsonFile.h"
+#include "platform/foundation/StandardPaths.h"
 
 #include <fmt/format.h>
 
+#include <cstdlib>
 #include <fstream>
 #include <string>
 #include <system_error>
@@ -43,6 +45,12 @@ std::string contentOf(const std::filesystem::path& path) {
 }
 
 } // namespace
+
+std::filesystem::path ReceiversFile::standardPath() {
+    const char* file = std::getenv("ORB_RECEIVERS_FILE");
+    return file != nullptr && *file != '\0' ? std::filesystem::path(file)
+                                            : foundation::standardConfigPath() / "receivers.json";
+}
 
 std::vector<ReceiverEntry> ReceiversFile::read(const std::filesystem::path& path) {
     return parse(contentOf(path), path);

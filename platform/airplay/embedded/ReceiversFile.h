@@ -46,6 +46,10 @@ class ReceiversFile {
     static constexpr std::size_t maximumReceivers = 256;
     static constexpr std::size_t maximumSize = 1024 * 1024; ///< bytes
 
+    /// Where the receivers of this machine are described: `$ORB_RECEIVERS_FILE`, else `receivers.json` beside
+    /// the preferences.
+    static std::filesystem::path standardPath();
+
     /// Throws ReceiversFileError, also when there is no such file.
     static std::vector<ReceiverEntry> read(const std::filesystem::path& path);
 

@@ -106,7 +106,6 @@ void MirrorWorld::addReceivers() {
                 .observer = [this, index](std::span<const float> frames, airplay::FrameIndex first) {
                     put(heard_[index], first, frames);
                 }}));
-        playback_.addReceiver(receivers_.back());
     }
     context_->setApplicationProcessID(::getpid());
 }
