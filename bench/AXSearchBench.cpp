@@ -69,7 +69,7 @@ void searchFindElements(benchmark::State& state) {
     });
 }
 
-#define SIZES RangeMultiplier(100)->Range(10, 100'000)->Unit(benchmark::kMicrosecond)
+#define SIZES Arg(10)->Arg(1000)->Arg(100'000)->Unit(benchmark::kMicrosecond)
 BENCHMARK(floorReadAll)->SIZES;
 BENCHMARK(searchTableRows)->SIZES;
 BENCHMARK(searchFindElement)->SIZES;
