@@ -139,6 +139,7 @@ class ORBRouteService {
 
     // How they are rendered, and how loud: ORBRouteServiceRendering.cpp.
     void updateRenderDeviceConfiguration();
+    std::shared_ptr<lmn::ServedDevice> keepServed() const;
     std::shared_ptr<ORBMirrorDevice> makeMirrorDevice();
     void applyDeviceOverrides();
     static void pushDeviceVolume(AVOutputDeviceProtocol& output, lmn::LMNDevice& device);

@@ -33,6 +33,7 @@ void syncVolume(AVOutputDeviceProtocol& output, lmn::LMNDevice& device) {
 void ORBRouteService::updateRenderDeviceConfiguration() {
     ORBDebugLog(0, "Updating render device configuration");
     ORBMirrorDevice::Devices targets;
+    const std::shared_ptr<lmn::ServedDevice> served = mirrorDevice_ ? keepServed() : nullptr;
     if (mirrorDevice_) {
         mirrorDevice_->setRunning(false);
         mirrorDevice_->deviceTap().stop();
@@ -44,6 +45,15 @@ void ORBRouteService::updateRenderDeviceConfiguration() {
     mirrorDevice_ = std::move(rebuilt);
     if (!outputDevices_.empty()) {
         mirrorDevice_->outputDevicesChanged(); // to it they are new, and nobody else will tell
+    }
+}
+
+/// While it lives, whoever plays into the context device stays connected, though nobody captures it.
+std::shared_ptr<lmn::ServedDevice> ORBRouteService::keepServed() const {
+    try {
+        return platform_.lmn.audioServer().serve(contextDevice_);
+    } catch (const lmn::AudioServerError&) {
+        return nullptr; // nobody is connected, and the tap will say why
     }
 }
 

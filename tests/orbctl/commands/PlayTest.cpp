@@ -134,6 +134,19 @@ TEST_F(PlayTest, theSoundOfAPipeIsHeardToo) {
     EXPECT_TRUE(holdsTone("kitchen.wav"));
 }
 
+TEST_F(PlayTest, aSettingThatChangesDuringPlayDoesNotEndIt) {
+    auto process = start(play({"--to", "Kitchen", "--log", file("log")}));
+    eventOf(process, "progress");
+    for (const char* const latency : {"0.7", "0.8"}) { // the service knows of the first one already
+        EXPECT_EQ(run({"settings", "latency", latency}), 0);
+    }
+    EXPECT_EQ(eventOf(process, "end").at("status"), 0);
+    EXPECT_EQ(process.end(), 0);
+    const std::string log = foundation::readFile(file("log"));
+    const std::string rebuilt = "Updating render device configuration";
+    EXPECT_NE(log.find(rebuilt, log.find(rebuilt) + 1), log.npos) << "it was to be rebuilt";
+}
+
 TEST_F(PlayTest, anInterruptionEndsEverythingInOrder) {
     AtTerminal terminal({HOUSE_BIN_DIR "/orbctl", "play", file("tone.wav"), "--to", "Kitchen"},
                         environment());
