@@ -4,6 +4,7 @@
 #include "ORBRouteService/ipc/IPCCancellationError.h"
 #include "ORBRouteService/ipc/IPCError.h"
 #include "ORBRouteService/ipc/ORBDeviceConnectionError.h"
+#include "ORBRouteService/ipc/recordMessage.h"
 #include "ORBRouteService/log/ORBDebugLog.h"
 #include "ORBRouteService/picker/waiting/awaitCondition.h"
 
@@ -229,11 +230,24 @@ void ORBMessagePort::sendNow(const IPCMessage& envelope, foundation::RemoteMessa
     using Result = foundation::RemoteMessagePort::SendResult;
     const std::string data = foundation::encodeJSON(envelope);
     const Result result = remotePort.sendRequest(messageID, data);
+    const bool failed = result != Result::success;
+    if (recordMessage(MessageDirection::sent, envelope, failed) == MessageContent::error) {
+        keepSnapshot();
+    }
     if (result == Result::sendTimeout) {
         ORBDebugLog(1, "{}: message send timed out", description());
     } else if (result == Result::tooLarge) {
         ORBDebugLog(4, "{}: message of {} bytes is too large, not sent", description(), data.size());
     }
+}
+
+/// Of what led to an error that the parent is told. The main thread does not wait for the file.
+void ORBMessagePort::keepSnapshot() const {
+    context_.taskPool.queue().async([] {
+        if (FlightRecorder* const recorder = flightRecorder()) {
+            recorder->keepSnapshot();
+        }
+    });
 }
 
 dispatch::Task<foundation::Data> ORBMessagePort::request(IPCMessage envelope,
@@ -308,6 +322,7 @@ dispatch::Task<> ORBMessagePort::handleMessage(std::string data) {
         reportFailure(error);
         co_return;
     }
+    recordMessage(MessageDirection::received, *message);
     if (const PendingRequest pending = takeCallback(message->uuid())) {
         pending->complete(message->payload());
         co_return;

@@ -195,6 +195,7 @@ class ORBMessagePort final : public ORBMessagePortHandler,
     void requireRemotePort() const;
     void sendEnvelope(const IPCMessage& envelope);
     void sendNow(const IPCMessage& envelope, foundation::RemoteMessagePort& remotePort) const;
+    void keepSnapshot() const;
     dispatch::Task<foundation::Data> request(IPCMessage envelope, std::optional<dispatch::Seconds> timeout);
     std::shared_ptr<dispatch::DelayedWork> scheduleTimeout(const foundation::UUID& uuid,
                                                            std::optional<dispatch::Seconds> timeout);

@@ -9,6 +9,7 @@
 #include "ORBRouteService/log/ORBDebugLog.h"
 #include "ORBRouteService/log/debugActive.h"
 #include "ORBRouteService/log/environmentFlagEnabled.h"
+#include "ORBRouteService/log/flight/FlightRecorder.h"
 #include "ORBRouteService/picker/waiting/OperationTimeout.h"
 
 #include "platform/dispatch/runOn.h"
@@ -107,6 +108,10 @@ void ORBRouteService::adoptParentsBundle() {
 bool ORBRouteService::makeContextDevice() {
     try {
         contextDevice_ = config_->device.toLMNDevice();
+        recordFlight(FlightKind::launched, {.subject = contextDevice_->deviceUID(),
+                                            .text = contextDevice_->name(),
+                                            .numbers = {static_cast<double>(config_->pid),
+                                                        config_->supportsGroupedAirPlay ? 1.0 : 0.0}});
         return true;
     } catch (const DeviceRestoreError& error) {
         ORBDebugLog(4, "ORBRouteService - the launch configuration cannot be used: {}", error.what());
@@ -127,8 +132,9 @@ foundation::Subscription ORBRouteService::observeAllButTheFirst(const char* name
                                                                 std::function<void()> handler) {
     return platform_.notifications.observe(
         name, nullptr, &mainQueue_,
-        [handler = std::move(handler), isFirst = true](const foundation::Notification&) mutable {
+        [name, handler = std::move(handler), isFirst = true](const foundation::Notification&) mutable {
             if (!std::exchange(isFirst, false)) {
+                recordFlight(FlightKind::notice, {.subject = name});
                 handler();
             }
         });
@@ -189,11 +195,16 @@ dispatch::Task<> ORBRouteService::connectToParent() {
 void ORBRouteService::observeOutput() {
     cancellable_.push_back(platform_.notifications.observe(
         avfoundation::AVSampleBufferRenderSynchronizerRateDidChangeNotification,
-        &mirrorDevice_->syncronizer(), &mainQueue_,
-        [this](const foundation::Notification&) { scheduleOutputDevicesRefresh(); }));
+        &mirrorDevice_->syncronizer(), &mainQueue_, [this](const foundation::Notification&) {
+            recordFlight(FlightKind::notice, {.subject = "rateDidChange"});
+            scheduleOutputDevicesRefresh();
+        }));
     cancellable_.push_back(platform_.notifications.observe(
         avfoundation::AVOutputContextOutputDevicesDidChangeNotification, context_->notificationObject(),
-        &mainQueue_, [this](const foundation::Notification&) { outputDevicesSettled_.touch(); }));
+        &mainQueue_, [this](const foundation::Notification&) {
+            recordFlight(FlightKind::notice, {.subject = "outputDevicesDidChange"});
+            outputDevicesSettled_.touch();
+        }));
 }
 
 void ORBRouteService::configureRemoteCommands() {
@@ -216,6 +227,7 @@ void ORBRouteService::terminate(int exitCode, std::string_view reason) {
         return;
     }
     ORBDebugLog(1, "Terminating ORBRouteService: {}", reason);
+    recordFlight(FlightKind::terminated, {.text = reason, .numbers = {static_cast<double>(exitCode)}});
     if (mirrorDevice_) {
         mirrorDevice_->tapQueue().dispatchSyncImmed([&] { mirrorDevice_->stop(reason); });
     }

@@ -17,6 +17,7 @@
 #include "platform/lmn/LMNAudioPolicies.h"
 #include "platform/mediaplayer/MPRemoteCommandCenter.h"
 
+#include <deque>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -79,8 +80,8 @@ class ORBRouteService {
     /// The only way out: stops the sound, and ends the process. Only the first call counts.
     void terminate(int exitCode, std::string_view reason);
 
-    /// Routes exactly the devices asked for, and no others; one request at a time, the others wait. The
-    /// newest one says at once what is to be mirrored. Throws `ORBDeviceConnectionError`, `OperationTimeout`,
+    /// Routes exactly the devices asked for, and no others; one request at a time, in their order. The newest
+    /// one says at once what is to be mirrored. Throws `ORBDeviceConnectionError`, `OperationTimeout`,
     /// `DeviceRestoreError`, `CancellationError`.
     dispatch::Task<ORBUpdateDevicesReply> handleMessage(ORBAppToServiceMessage message);
 
@@ -103,6 +104,8 @@ class ORBRouteService {
     using Devices = std::vector<Device>;
     using OutputDevice = std::shared_ptr<AVOutputDeviceProtocol>;
     using OutputDevices = std::vector<OutputDevice>;
+    class Turn;
+    using Turns = std::deque<const Turn*>;
 
     // Start and end: ORBRouteService.cpp.
     void setupSignalSources();
@@ -157,6 +160,7 @@ class ORBRouteService {
     bool isTerminating_ = false;
     std::vector<foundation::Subscription> cancellable_;
     bool deviceUpdateInProgress_ = false;
+    Turns waitingUpdates_; // in the order of their arrival
     std::set<Device> connectingDevices_;
     std::vector<foundation::Subscription> volumeObservers_;
     OutputDevices outputDevices_; // as last seen

@@ -8,6 +8,7 @@
 #include "ORBRouteService/ipc/ORBDeviceConnectionError.h"
 #include "ORBRouteService/log/ORBDebugLog.h"
 #include "ORBRouteService/log/environmentFlagEnabled.h"
+#include "ORBRouteService/log/flight/FlightRecorder.h"
 #include "ORBRouteService/picker/waiting/awaitCondition.h"
 
 #include <fmt/format.h>
@@ -62,20 +63,56 @@ std::vector<std::shared_ptr<lmn::LMNDevice>> restored(const std::set<LMNDeviceCo
     return devices;
 }
 
+void recordEnd(const std::exception_ptr& failure) {
+    try {
+        if (failure) {
+            std::rethrow_exception(failure);
+        }
+        recordFlight(FlightKind::updateEnded, {.text = "done"});
+    } catch (const std::exception& error) {
+        recordFlight(FlightKind::updateEnded, {.text = error.what()});
+    }
+}
+
+void recordOutput(FlightKind kind, const AVOutputDeviceProtocol& output) {
+    const std::string identifier = output.ID();
+    const std::string name = output.name();
+    recordFlight(kind, {.subject = identifier, .text = name});
+}
+
 Task<bool> isWithoutDevice(std::shared_ptr<AVOutputContextProtocol> context) {
     co_return lmnDevice(*context) == nullptr;
 }
 
 } // namespace
 
+/// A place in the line of those who wait for the slot, until it is let go. They look at different times, and
+/// the newest request must not be overtaken by an older one.
+class ORBRouteService::Turn {
+  public:
+    explicit Turn(Turns& line) : line_(line) { line_.push_back(this); }
+    ~Turn() { std::erase(line_, this); }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+
+    bool hasCome() const { return line_.front() == this; }
+
+  private:
+    Turns& line_;
+};
+
 Task<ORBUpdateDevicesReply> ORBRouteService::handleMessage(ORBAppToServiceMessage message) {
     const std::set<LMNDeviceCodable> devices = std::get<UpdateDevices>(message).devices;
     setTargetDevices(devices);
-    while (deviceUpdateInProgress_) {
-        co_await dispatch::sleepFor(slotInterval);
+    {
+        const Turn turn(waitingUpdates_);
+        while (deviceUpdateInProgress_ || !turn.hasCome()) {
+            co_await dispatch::sleepFor(slotInterval);
+        }
     }
     // Interleaves: other requests wait from here on, until `endUpdate`.
     deviceUpdateInProgress_ = true;
+    recordFlight(FlightKind::updateBegan, {.numbers = {static_cast<double>(devices.size())}});
     std::shared_ptr<ORBPickerWindow> window;
     ORBUpdateDevicesReply reply;
     std::exception_ptr failure;
@@ -84,6 +121,7 @@ Task<ORBUpdateDevicesReply> ORBRouteService::handleMessage(ORBAppToServiceMessag
     } catch (...) {
         failure = std::current_exception();
     }
+    recordEnd(failure);
     endUpdate(window);
     if (failure) {
         std::rethrow_exception(failure);
@@ -219,10 +257,12 @@ void ORBRouteService::outputDevicesDidChange(const OutputDevices& previous) {
         return;
     }
     for (const OutputDevice& output : without(outputDevices_, previous)) {
+        recordOutput(FlightKind::outputJoined, *output);
         mainQueue_.async(
             [this, device = LMNDeviceCodable::from(*lmnDevice(*output))] { send(DeviceConnected{device}); });
     }
     for (const OutputDevice& output : without(previous, outputDevices_)) {
+        recordOutput(FlightKind::outputLeft, *output);
         mainQueue_.async([this, device = LMNDeviceCodable::from(*lmnDevice(*output))] {
             send(DeviceWasDisconnected{device});
         });

@@ -4,6 +4,7 @@
 
 #include "ORBRouteService/devices/AVOutputDeviceAccessors.h"
 #include "ORBRouteService/log/ORBDebugLog.h"
+#include "ORBRouteService/log/flight/FlightRecorder.h"
 
 #include "platform/lmn/LMNDeviceOverrides.h"
 
@@ -17,6 +18,12 @@ namespace {
 /// Volumes that differ by no more are the same: it keeps the two sides from answering each other.
 constexpr double sameVolume = 0.001;
 
+void recordVolume(FlightKind kind, const lmn::LMNDevice& device, const AVOutputDeviceProtocol& output,
+                  double before, double after) {
+    const std::string outputName = output.name();
+    recordFlight(kind, {.subject = device.name(), .text = outputName, .numbers = {before, after}});
+}
+
 /// Copies the volume of a virtual device to its output. Any thread.
 void syncVolume(AVOutputDeviceProtocol& output, lmn::LMNDevice& device) {
     const auto target = static_cast<float>(device.volume().get() * (device.isMuted().get() ? 0.0 : 1.0));
@@ -24,6 +31,7 @@ void syncVolume(AVOutputDeviceProtocol& output, lmn::LMNDevice& device) {
     if (std::abs(static_cast<double>(target) - current) > sameVolume) {
         ORBDebugLog(0, "{} -> {} volume sync {} -> {}", device.description(), output.description(),
                     LogNumber{current}, LogNumber{target});
+        recordVolume(FlightKind::volumeToOutput, device, output, current, target);
         output.setVolume(target);
     }
 }
@@ -101,7 +109,10 @@ void ORBRouteService::updateVolumeObservers() {
     }
     volumeObservers_.push_back(platform_.notifications.observe(
         avfoundation::AVOutputContextVolumeDidChangeNotification, context_->notificationObject(), &mainQueue_,
-        [this](const foundation::Notification&) { volumeSettled_.touch(); }));
+        [this](const foundation::Notification&) {
+            recordFlight(FlightKind::notice, {.subject = "volumeDidChange"});
+            volumeSettled_.touch();
+        }));
     for (const OutputDevice& output : outputDevices_) {
         const Device device = lmnDevice(*output);
         const auto sync = [output, device = device.get()](const auto&) { syncVolume(*output, *device); };
@@ -118,6 +129,7 @@ void ORBRouteService::syncVolumesFromOutputDevices() {
         if (std::abs(output->volume() - current) > sameVolume) {
             ORBDebugLog(0, "{} -> {} volume sync {} -> {}", output->description(), device->description(),
                         LogNumber{current}, LogNumber{volume});
+            recordVolume(FlightKind::volumeFromOutput, *device, *output, current, volume);
             device->setVolume(volume);
         }
     }

@@ -3,6 +3,8 @@
 #include "ORBRouteService/embedded/EmbeddedServiceSystem.h"
 
 #include "ORBRouteService/log/ORBDebugLog.h"
+#include "ORBRouteService/log/flight/FlightLog.h"
+#include "ORBRouteService/log/flight/FlightRecorder.h"
 
 #include "platform/airplay/embedded/PromptRelay.h"
 #include "platform/airplay/embedded/ReceiversFile.h"
@@ -37,8 +39,10 @@ std::unique_ptr<airplay::PromptRelay> makePromptRelay(dispatch::Queue& mainQueue
 /// The service on its system. On the main queue, and never taken down: the process ends.
 class Process {
   public:
-    Process(dispatch::Realm& realm, lmn::LMNLogWriter& log, std::vector<std::string> arguments)
+    Process(dispatch::Realm& realm, lmn::LMNLogWriter& log, orb::FlightRecorder& recorder,
+            std::vector<std::string> arguments)
         : log_(log),
+          recorder_(recorder),
           promptRelay_(makePromptRelay(realm.mainQueue())),
           system_(realm, {.runtimeDirectory = foundation::standardRuntimePath(),
                           .configDirectory = foundation::standardConfigPath(),
@@ -51,8 +55,13 @@ class Process {
     }
 
     void start() {
-        service_.applicationDidFinishLaunching();
-        system_.publishNowPlaying(*service_.contextDevice());
+        try {
+            service_.applicationDidFinishLaunching();
+            system_.publishNowPlaying(*service_.contextDevice());
+        } catch (const std::exception& error) { // no descriptors left, say
+            orb::ORBDebugLog(4, "ORBRouteService - cannot start: {}", error.what());
+            exit(EX_OSERR);
+        }
     }
 
   private:
@@ -60,11 +69,16 @@ class Process {
     [[noreturn]] void exit(int status) {
         service_.closePort();
         system_.finish();
+        system_.taskPool().queue().sync([] {}); // completes a snapshot of the flight recording
+        if (status == EXIT_SUCCESS) {
+            recorder_.discard();
+        }
         log_.finish();
         std::exit(status);
     }
 
     lmn::LMNLogWriter& log_;
+    orb::FlightRecorder& recorder_;
     const std::unique_ptr<airplay::PromptRelay> promptRelay_;
     orb::EmbeddedServiceSystem system_;
     orb::ORBRouteService service_;
@@ -75,13 +89,16 @@ class Process {
 int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN); // a reader of the log that has gone must not take the service along
     dispatch::RealRealm realm;
-    lmn::LMNLogWriter log(realm, STDERR_FILENO);
+    lmn::LMNLogWriter writer(realm, STDERR_FILENO);
+    orb::FlightLog log(writer);
     const lmn::LMNLogInstallation installation(log);
+    orb::FlightRecorder recorder(realm.clock(), foundation::standardRuntimePath());
+    const orb::FlightRecorderInstallation recording(recorder);
     std::optional<Process> process;
     std::optional<std::string> failure;
     realm.mainQueue().async([&] {
         try {
-            process.emplace(realm, log, std::vector<std::string>(argv, argv + argc));
+            process.emplace(realm, writer, recorder, std::vector<std::string>(argv, argv + argc));
         } catch (const std::exception& error) {
             failure = error.what();
             realm.stop();

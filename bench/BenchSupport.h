@@ -2,16 +2,12 @@
 #pragma once
 
 #include "platform/dispatch/real/RealRealm.h"
+#include "platform/foundation/TemporaryDirectory.h"
 
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstddef>
-#include <cstdlib>
-#include <filesystem>
-#include <string>
-#include <system_error>
 #include <vector>
 
 namespace bench {
@@ -41,25 +37,6 @@ class Stopwatch {
     dispatch::RealRealm realm_;
 };
 
-/// A directory of a benchmark's own, gone with it.
-class TemporaryDirectory {
-  public:
-    TemporaryDirectory() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "bench-XXXXXX").string();
-        if (::mkdtemp(pattern.data()) == nullptr)
-            throw std::system_error(errno, std::generic_category(), pattern);
-        path_ = pattern;
-    }
-    ~TemporaryDirectory() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    TemporaryDirectory(const TemporaryDirectory&) = delete;
-    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-    const std::filesystem::path& path() const { return path_; }
-
-  private:
-    std::filesystem::path path_;
-};
+using foundation::TemporaryDirectory;
 
 } // namespace bench

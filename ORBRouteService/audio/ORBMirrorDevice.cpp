@@ -4,6 +4,7 @@
 #include "ORBRouteService/audio/SampleBuffers.h"
 #include "ORBRouteService/devices/AVOutputDeviceAccessors.h"
 #include "ORBRouteService/log/ORBDebugLog.h"
+#include "ORBRouteService/log/flight/FlightRecorder.h"
 
 #include <unistd.h>
 
@@ -108,7 +109,9 @@ void ORBMirrorDevice::begin() {
         if (const auto self = weak.lock())
             self->installFeedingLoop();
     });
-    running_.store(true);
+    recordFlight(FlightKind::mirrorRebuilt,
+                 {.subject = config_.contextDevice->deviceUID(), .numbers = {syncLatency_}});
+    setRunning(true);
     deviceTap_->start();
 }
 
@@ -152,7 +155,8 @@ void ORBMirrorDevice::observeContextDevice() {
             self->resetRendererState(Flush::yes, "contextDevice.isMuted changed");
     }));
     cancellable_.push_back(config_.contextDevice->activeProcesses().observe(
-        [weak = weak_from_this()](const lmn::LMNProcessSet&) {
+        [weak = weak_from_this()](const lmn::LMNProcessSet& processes) {
+            recordFlight(FlightKind::players, {.numbers = {static_cast<double>(processes.size())}});
             if (const auto self = weak.lock())
                 self->processesSettled_.touch();
         }));
@@ -208,8 +212,13 @@ void ORBMirrorDevice::outputDevicesChanged() {
     });
 }
 
+void ORBMirrorDevice::setRunning(bool running) {
+    if (running_.exchange(running) != running)
+        recordFlight(FlightKind::running, {.numbers = {running ? 1.0 : 0.0}});
+}
+
 void ORBMirrorDevice::stop(std::string_view reason) {
-    running_.store(false);
+    setRunning(false);
     deviceTap_->stop();
     runner_->stop();
     resetRendererState(Flush::yes, reason);
@@ -225,6 +234,7 @@ void ORBMirrorDevice::resetRendererState(Flush flush, std::string_view reason) {
     if (!reason.empty())
         ORBDebugLog(0, "{} resetRendererState(flush: {}, reason: {})", description_, flush == Flush::yes,
                     reason);
+    recordFlight(FlightKind::reset, {.text = reason, .numbers = {flush == Flush::yes ? 1.0 : 0.0}});
     {
         const PendingGuard guard(pendingSampleBuffersLock_);
         accumulator_.reset();
@@ -249,12 +259,14 @@ std::shared_ptr<lmn::LMNTapIOContext> ORBMirrorDevice::createIOContext(lmn::LMNT
 void ORBMirrorDevice::sessionRunnerDidStart(lmn::LMNSessionRunner&, std::uint32_t, double) {
     if (connectedCount_.load() == 0)
         needsResync_.store(true);
+    recordFlight(FlightKind::sessionBegan);
     ORBDebugLog(0, "{} runner started", description_);
 }
 
 void ORBMirrorDevice::sessionRunnerDidStop(lmn::LMNSessionRunner&) {
     mixQueue_->reset();
     resetRendererState(Flush::yes, "sessionRunnerDidStop");
+    recordFlight(FlightKind::sessionEnded);
     ORBDebugLog(0, "{} runner stopped", description_);
 }
 

@@ -32,7 +32,7 @@ struct ORBMirrorDeviceContext {
     foundation::NotificationCenter& notifications;
     ORBManager& manager;
     std::shared_ptr<TapIOActivity> tapActivity;
-    std::function<dispatch::Date()> lastPause;     // when the user last paused; any thread, real-time
+    std::function<dispatch::HostTime()> lastPause; // when the user last paused; any thread, real-time
     std::function<void()> reexamineRenderState;    // on the main queue, some time after the state has changed
     avfoundation::EnqueueObserver enqueueObserver; // for measuring; may be empty
     coremedia::CMAllocator* allocator = nullptr;   // of sample buffers; nullptr: the heap
@@ -102,7 +102,7 @@ class ORBMirrorDevice final : public lmn::LMNTapDelegate,
 
     /// Whether the tap is started. Any thread may read.
     bool running() const { return running_.load(); }
-    void setRunning(bool running) { running_.store(running); }
+    void setRunning(bool running);
 
     /// Set when the playing devices differ from the target devices; whoever acts on it clears it. Any thread.
     bool needsReconnect() const { return needsReconnect_.load(); }
@@ -149,6 +149,7 @@ class ORBMirrorDevice final : public lmn::LMNTapDelegate,
     bool pausedWithin(double seconds) const;
     bool stopWhenSilent();
     bool resynchroniseWhenNeeded(bool silent);
+    void recordClock(std::string_view occasion, double startLatency) const;
     bool warmUp();
     void accumulate();
     void enqueueChunk() ORB_REQUIRES(pendingSampleBuffersLock_);

@@ -2,6 +2,7 @@
 #include "ORBRouteService/audio/ORBMirrorDevice.h"
 #include "ORBRouteService/audio/SampleBuffers.h"
 #include "ORBRouteService/log/ORBDebugLog.h"
+#include "ORBRouteService/log/flight/FlightRecorder.h"
 
 /// The mirror device's IO cycle: from the mix queue to a pending sample buffer. On `runnerQueue`, real-time.
 namespace orb {
@@ -24,7 +25,7 @@ void ORBMirrorDevice::performIOCycle(lmn::LMNSessionRunner&, std::int64_t) {
 double ORBMirrorDevice::reportedLatency() const { return context_.manager.reportedLatency(); }
 
 bool ORBMirrorDevice::pausedWithin(double seconds) const {
-    const dispatch::Date now = context_.lmn.realm().clock().wallNow();
+    const dispatch::HostTime now = context_.lmn.realm().clock().now();
     return dispatch::toSeconds(context_.lastPause() - now) > -seconds;
 }
 
@@ -58,7 +59,14 @@ bool ORBMirrorDevice::resynchroniseWhenNeeded(bool silent) {
     timeline_.beginStartup();
     timeline_.requestTimebaseReset();
     syncronizer_->setRate(1);
+    recordClock("resync", 0);
     return true;
+}
+
+void ORBMirrorDevice::recordClock(std::string_view occasion, double startLatency) const {
+    recordFlight(FlightKind::clock, {.subject = occasion,
+                                     .numbers = {CMTimeGetSeconds(syncronizer_->currentTime()),
+                                                 syncronizer_->rate(), startLatency}});
 }
 
 bool ORBMirrorDevice::warmUp() {
@@ -80,6 +88,7 @@ bool ORBMirrorDevice::warmUp() {
         startupWarmupActive_ = false;
         const PendingGuard guard(pendingSampleBuffersLock_);
         timeline_.anchorAt(syncronizer_->currentTime());
+        recordClock("warm-up ended", 0);
     }
     return true;
 }
@@ -97,11 +106,13 @@ void ORBMirrorDevice::accumulate() {
 
 void ORBMirrorDevice::enqueueChunk() {
     const RenderTimeline::ChunkTime time = timeline_.timeChunk(renderBuffer_.frameCount());
-    if (time.start)
+    if (time.start) {
+        recordClock("first chunk", time.start->latency);
         ORBDebugLog(0, "{} first chunk after resync: anchor={}, startLatency={}, pts={}, duration={}",
                     description_, LogNumber{CMTimeGetSeconds(time.start->anchor)},
                     LogNumber{time.start->latency}, LogNumber{CMTimeGetSeconds(time.presentationTime)},
                     LogNumber{time.duration});
+    }
     auto buffer =
         makeSampleBuffer(renderBuffer_, audioFormatDescription_, time.presentationTime, context_.allocator);
     if (buffer && !pendingSampleBuffers_.append(std::move(buffer)))

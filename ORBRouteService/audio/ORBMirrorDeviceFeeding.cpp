@@ -17,7 +17,7 @@ constexpr double lowBufferShare = 0.5;
 
 /// Deviation, s, from which a fed chunk is worth a line, and the time between two such lines.
 constexpr double deviationWorthALine = 0.01;
-constexpr double secondsBetweenFeedLines = 5.0;
+constexpr auto betweenFeedLines = std::chrono::seconds(5);
 
 const char* directionOf(const RenderTimeline::Step& step) { return step.earlier ? "earlier" : "later"; }
 
@@ -26,7 +26,7 @@ const char* directionOf(const RenderTimeline::Step& step) { return step.earlier 
 /// What one installation of the loop remembers.
 struct ORBMirrorDevice::FeedMemory {
     bool lowBufferLogged = false;
-    double lastFeedLogTime = 0; // seconds of the wall clock
+    dispatch::HostTime lastFeedLogTime = dispatch::distantPast;
 };
 
 void ORBMirrorDevice::installFeedingLoop() {
@@ -103,9 +103,8 @@ void ORBMirrorDevice::correctTimeline(const RenderTimeline::Position& position) 
 
 void ORBMirrorDevice::logFeed(FeedMemory& memory, const coremedia::CMTime& presentationTime,
                               const RenderTimeline::Position& position) const {
-    const double now = dispatch::toSeconds(context_.lmn.realm().clock().wallNow().time_since_epoch());
-    if (std::fabs(position.delta) <= deviationWorthALine ||
-        now - memory.lastFeedLogTime <= secondsBetweenFeedLines)
+    const dispatch::HostTime now = context_.lmn.realm().clock().now();
+    if (std::fabs(position.delta) <= deviationWorthALine || now - memory.lastFeedLogTime <= betweenFeedLines)
         return;
     memory.lastFeedLogTime = now;
     const LogNumber target{syncLatency_};

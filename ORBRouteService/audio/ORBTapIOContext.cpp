@@ -2,6 +2,7 @@
 #include "ORBRouteService/audio/ORBTapIOContext.h"
 
 #include "ORBRouteService/log/ORBDebugLog.h"
+#include "ORBRouteService/log/flight/FlightRecorder.h"
 
 #include <algorithm>
 #include <utility>
@@ -41,6 +42,7 @@ ORBTapIOContext::ORBTapIOContext(lmn::LMNTap& tap, const lmn::LMNTapConfig& conf
 
 void ORBTapIOContext::willStartIO() {
     ORBDebugLog(1, "{}: willStartIO", description());
+    recordFlight(FlightKind::ioBegan);
     sampleTime_ = 0;
     parts_.activity->began();
     if (!parts_.session->isRunning())
@@ -49,6 +51,7 @@ void ORBTapIOContext::willStartIO() {
 
 void ORBTapIOContext::didStopIO() {
     ORBDebugLog(1, "{}: didStopIO", description());
+    recordFlight(FlightKind::ioEnded);
     parts_.activity->ended([weak = weak_from_this()] {
         if (const auto self = weak.lock())
             self->stopSession();

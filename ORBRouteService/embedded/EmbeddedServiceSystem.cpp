@@ -41,7 +41,7 @@ EmbeddedServiceSystem::EmbeddedServiceSystem(dispatch::Realm& realm, EmbeddedSer
                 .notifications = notifications_,
                 .deviceManager = deviceManager_,
                 .receiversFile = std::move(options.receiversFile),
-                .observer = std::move(options.observer),
+                .observers = std::move(options.observers),
                 .user = options.user}),
       mediaRemote_(realm.mainQueue(), runtimeDirectory_, report),
       nowPlaying_(ORBNowPlaying::create({realm.mainQueue(), mediaRemote_, infoCenter_})),

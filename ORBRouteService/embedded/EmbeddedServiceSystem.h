@@ -22,8 +22,8 @@ struct EmbeddedServiceOptions {
     std::filesystem::path runtimeDirectory;
     std::filesystem::path configDirectory;
     std::filesystem::path receiversFile;
-    airplay::PromptedUser* user = nullptr; // nullptr: the one of the receivers file
-    airplay::FrameObserver observer = {};  // listens to all receivers; may be empty
+    airplay::PromptedUser* user = nullptr;  // nullptr: the one of the receivers file
+    airplay::FrameObservers observers = {}; // of the receivers; may be empty
 };
 
 /// The system that one service process runs on, where everything behind the platform's faces is embedded: in
@@ -46,6 +46,7 @@ class EmbeddedServiceSystem {
 
     airplay::PlaybackSystem& playback() { return playback_; }
     avkit::EmbeddedAirPlay& airPlay() { return airPlay_; }
+    lmn::LMNSystem& lmn() { return lmn_; }
     lmn::EmbeddedAudioServer& audioServer() { return audioServer_; }
     lmn::LMNDeviceManager& deviceManager() { return deviceManager_; }
     ORBManager& manager() { return manager_; }

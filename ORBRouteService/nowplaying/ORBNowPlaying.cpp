@@ -2,6 +2,7 @@
 #include "ORBRouteService/nowplaying/ORBNowPlaying.h"
 
 #include "ORBRouteService/log/ORBDebugLog.h"
+#include "ORBRouteService/log/flight/FlightRecorder.h"
 
 #include "platform/foundation/SharedInstance.h"
 
@@ -78,6 +79,7 @@ void ORBNowPlaying::receive(const Dictionary& event) {
 
 void ORBNowPlaying::setActive(bool active) {
     if (std::exchange(active_, active) != active) {
+        recordFlight(FlightKind::nowPlaying, {.numbers = {active ? 1.0 : 0.0}});
         updateNowPlaying();
     }
 }
@@ -97,7 +99,7 @@ void ORBNowPlaying::update(const Dictionary& changes) {
         info_[key] = value;
     }
     if (active_ && wasPlaying) {
-        lastActive_ = context_.mainQueue.clock().wallNow();
+        lastActive_ = context_.mainQueue.clock().now();
     }
     mapToPlatformKeys();
     const bool pausedLongAgo = lastPause_.load() != dispatch::distantPast && !liesWithinTimeout(lastPause_);
@@ -111,9 +113,9 @@ void ORBNowPlaying::update(const Dictionary& changes) {
 }
 
 void ORBNowPlaying::pausedNow() {
-    lastPause_ = context_.mainQueue.clock().wallNow();
+    lastPause_ = context_.mainQueue.clock().now();
     ORBDebugLog(0, "Updated last pause time to {:%Y-%m-%d %H:%M:%S} +0000",
-                std::chrono::floor<std::chrono::seconds>(lastPause_.load()));
+                std::chrono::floor<std::chrono::seconds>(context_.mainQueue.clock().wallNow()));
     context_.mainQueue.asyncAfter(dispatch::toNanoseconds(stopTimeout), [weak = weak_from_this()] {
         if (const auto relay = weak.lock()) {
             relay->updateNowPlaying();
@@ -158,8 +160,8 @@ bool ORBNowPlaying::isPlaying() const {
     return playing != nullptr && ((playing->is_bool() && playing->get_bool()) || number(kMRAPlaying) == 1);
 }
 
-bool ORBNowPlaying::liesWithinTimeout(dispatch::Date date) const {
-    return dispatch::toSeconds(context_.mainQueue.clock().wallNow() - date) < stopTimeout;
+bool ORBNowPlaying::liesWithinTimeout(dispatch::HostTime time) const {
+    return dispatch::toSeconds(context_.mainQueue.clock().now() - time) < stopTimeout;
 }
 
 void ORBNowPlaying::logInfo() const {

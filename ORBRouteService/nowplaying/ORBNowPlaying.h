@@ -43,7 +43,7 @@ class ORBNowPlaying final : public std::enable_shared_from_this<ORBNowPlaying> {
     void updateNowPlaying();
 
     /// When playing last turned into not playing; `dispatch::distantPast`: never.
-    dispatch::Date lastPause() const { return lastPause_.load(); }
+    dispatch::HostTime lastPause() const { return lastPause_.load(); }
 
   private:
     using Dictionary = mediaremote::MRAHelper::Dictionary;
@@ -59,7 +59,7 @@ class ORBNowPlaying final : public std::enable_shared_from_this<ORBNowPlaying> {
     double number(const char* key) const;
     bool isPlaying() const;
     /// False from the very end of the timeout on, which is when the refresh after a pause looks.
-    bool liesWithinTimeout(dispatch::Date date) const;
+    bool liesWithinTimeout(dispatch::HostTime time) const;
     void logInfo() const;
     void publishSoon(bool show, bool isPlaying, bool pausedLongAgo);
 
@@ -67,9 +67,9 @@ class ORBNowPlaying final : public std::enable_shared_from_this<ORBNowPlaying> {
     Dictionary info_; // as received, and as derived from it
     std::shared_ptr<mediaplayer::MPMediaItemArtwork> artwork_;
     bool active_ = false;
-    std::atomic<dispatch::Date> lastPause_{dispatch::distantPast}; // by the main queue, read by anybody
-    dispatch::Date lastActive_ = dispatch::distantPast; // last update seen while active and playing
-    std::shared_ptr<dispatch::DelayedWork> debounce_;   // the publication that is pending
+    std::atomic<dispatch::HostTime> lastPause_{dispatch::distantPast}; // by the main queue, read by anybody
+    dispatch::HostTime lastActive_ = dispatch::distantPast; // last update seen while active and playing
+    std::shared_ptr<dispatch::DelayedWork> debounce_;       // the publication that is pending
     foundation::Subscription events_;
 };
 

@@ -4,6 +4,7 @@
 #include "ORBRouteService/devices/AVOutputDeviceAccessors.h"
 #include "ORBRouteService/ipc/ORBDeviceConnectionError.h"
 #include "ORBRouteService/log/ORBDebugLog.h"
+#include "ORBRouteService/log/flight/FlightRecorder.h"
 #include "ORBRouteService/picker/ConnectionConfirmation.h"
 
 #include "platform/lmn/LMNDevice.h"
@@ -16,6 +17,29 @@ namespace {
 
 using Action = ConnectionConfirmation::Action;
 using Case = ORBDeviceConnectionError::Case;
+
+/// What is recorded of an action; the looks and pauses between are not.
+std::string_view phaseOf(Action action) {
+    switch (action) {
+        case Action::announcePrompt:
+            return "a password is asked for";
+        case Action::succeed:
+            return "connected";
+        case Action::pressAlertButtonAndFail:
+            return "rejected by an alert";
+        case Action::failForPassword:
+            return "no password";
+        case Action::failForTimeout:
+            return "timed out";
+        default:
+            return {};
+    }
+}
+
+void recordPhase(const lmn::LMNDevice& device, std::string_view phase) {
+    if (!phase.empty())
+        recordFlight(FlightKind::confirmation, {.subject = device.name(), .text = phase});
+}
 
 /// Looks and acts as the wait decides.
 class Confirmation {
@@ -79,9 +103,11 @@ dispatch::Task<> waitForConnectionConfirmation(const SystemAlerts& alerts,
     Confirmation confirmation(alerts, *device, *context);
     ConnectionConfirmation wait(clock.now());
     ORBDebugLog(0, "{}: Waiting for device connection confirmation", device->description());
+    recordPhase(*device, "waiting");
     bool answer = false;
     for (Action action{}; action != Action::succeed;) {
         action = wait.next(clock.now(), answer);
+        recordPhase(*device, phaseOf(action));
         answer = co_await confirmation.perform(action);
     }
 }

@@ -24,6 +24,8 @@ void addWatch(CLI::App& app, Action& action);
 void addVolume(CLI::App& app, Action& action);
 void addSettings(CLI::App& app, Action& action);
 void addResetSettings(CLI::App& app, Action& action);
+void addDump(CLI::App& app, Action& action);
+void addReplay(CLI::App& app, Action& action);
 
 /// Reads a command line and does what it asks for; gives the exit status. What is wrong with it, and whatever
 /// fails, is said on the console.

@@ -13,8 +13,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <exception>
 #include <numeric>
+#include <system_error>
 #include <utility>
 
 namespace orbctl {
@@ -278,7 +280,13 @@ void PlaySession::jobLogged(std::size_t index, const Job& job, const std::string
     }
     if (log_.is_open()) {
         log_ << line << std::endl;
-    } else if (const auto failure = failureOf(line)) {
+        if (log_) {
+            return;
+        }
+        complain(fmt::format("{}: {}", options_.log->string(), std::generic_category().message(errno)));
+        log_.clear(); // there may be room for the next line
+    }
+    if (const auto failure = failureOf(line)) {
         display_.say(fmt::format("{}: {}", job.target().name, *failure));
     }
 }
@@ -299,7 +307,7 @@ void PlaySession::publish(const Job& job) {
                                       {"level", decibels(figures_.peak)},
                                       {"buffered", figures_.buffered}});
     } catch (const foundation::JsonFileError& error) {
-        display_.say(error.what());
+        complain(error.what());
     }
 }
 
@@ -315,7 +323,14 @@ void PlaySession::publishTrack(bool isPlaying) {
         mediaremote::NowPlayingFile::write(platform_.runtimeDirectory(),
                                            track.nowPlaying(elapsed, isPlaying));
     } catch (const foundation::JsonFileError& error) {
-        display_.say(error.what());
+        complain(error.what());
+    }
+}
+
+/// Once: what fails now, for want of room on a disk say, fails again with each line.
+void PlaySession::complain(const std::string& problem) {
+    if (complaints_.insert(problem).second) {
+        display_.say(problem);
     }
 }
 

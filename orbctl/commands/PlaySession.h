@@ -16,6 +16,7 @@
 #include <fstream>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -68,6 +69,7 @@ class PlaySession {
     void jobChanged(std::size_t index, const Job& job);
     void jobLogged(std::size_t index, const Job& job, const std::string& line);
     void deviceLost(const std::string& uid, const std::string& reason);
+    void complain(const std::string& problem);
     void publish(const Job& job);
     void publishTrack(bool isPlaying);
     std::pair<const PlayedTrack&, double> currentTrack() const;
@@ -86,7 +88,8 @@ class PlaySession {
     const PlayedTrack* publishedTrack_ = nullptr;
     double publishedAt_ = 0; // s of sound
     std::ofstream log_;
-    std::vector<ReportData> reports_; // of each job
+    std::set<std::string> complaints_; // that were said
+    std::vector<ReportData> reports_;  // of each job
     Terminal terminal_;
     std::optional<PromptDesk> desk_; // until the end begins
     const JobBoard board_;

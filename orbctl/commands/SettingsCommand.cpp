@@ -99,6 +99,11 @@ void showAll(const orb::ORBManager& manager, Console& console, bool json) {
     }
 }
 
+/// A setting that is lost with this process was not changed.
+int statusOf(const ParentPlatform& platform) {
+    return platform.settingsAreSaved() ? playedStatus : refusedStatus;
+}
+
 dispatch::Task<int> change(ParentPlatform& platform, Console& console, Options options) {
     if (options.key.empty()) {
         showAll(platform.manager(), console, options.json);
@@ -112,13 +117,13 @@ dispatch::Task<int> change(ParentPlatform& platform, Console& console, Options o
     boost::json::object object;
     object[setting.name] = value;
     console.result(options.json ? boost::json::serialize(object) : textOf(value));
-    co_return playedStatus;
+    co_return statusOf(platform);
 }
 
 dispatch::Task<int> reset(ParentPlatform& platform, Console& console, Options options) {
     platform.manager().resetDefaults();
     showAll(platform.manager(), console, options.json);
-    co_return playedStatus;
+    co_return statusOf(platform);
 }
 
 template <typename Work>

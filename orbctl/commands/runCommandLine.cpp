@@ -3,6 +3,8 @@
 #include "orbctl/job/UsageError.h"
 #include "orbctl/sound/SoundFile.h"
 
+#include "ORBRouteService/log/flight/FlightRecording.h"
+
 #include "platform/airplay/embedded/ReceiversFileError.h"
 
 #include <exception>
@@ -22,6 +24,8 @@ constexpr const char* footer =
   arecord -f cd -t wav | orbctl play - --to Kitchen --latency 0.5
   orbctl volume 0.3 --to Kitchen
   orbctl settings latency 1.5
+  orbctl dump Kitchen --output kitchen.flight
+  orbctl replay kitchen.flight
 
 Exit status:
   0    it was done; for play: all was heard
@@ -62,7 +66,8 @@ int runCommandLine(int argc, const char* const* argv, Console& console) {
     app.footer(footer);
     app.require_subcommand(1);
     Action action;
-    for (const auto add : {addPlay, addReceivers, addWatch, addVolume, addSettings, addResetSettings}) {
+    for (const auto add :
+         {addPlay, addReceivers, addWatch, addVolume, addSettings, addResetSettings, addDump, addReplay}) {
         add(app, action);
     }
     try {
@@ -74,6 +79,9 @@ int runCommandLine(int argc, const char* const* argv, Console& console) {
         console.fail(error.what());
         return usageStatus;
     } catch (const UsageError& error) {
+        console.fail(error.what());
+        return usageStatus;
+    } catch (const orb::FlightFileError& error) {
         console.fail(error.what());
         return usageStatus;
     } catch (const airplay::ReceiversFileError& error) {

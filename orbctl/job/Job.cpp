@@ -8,6 +8,7 @@
 #include "ORBRouteService/ipc/ORBDeviceConnectionError.h"
 #include "ORBRouteService/picker/waiting/OperationTimeout.h"
 
+#include "platform/foundation/PathName.h"
 #include "platform/foundation/coding/UUID.h"
 
 #include <fmt/format.h>
@@ -23,16 +24,28 @@ namespace {
 /// Within which a service answers, s: it may wait for a person who looks for a password.
 constexpr dispatch::Seconds requestTimeout{180.0};
 
-std::shared_ptr<lmn::LMNDevice> makeHiddenDevice(lmn::LMNDeviceManager& manager) {
+void removeDirectory(const std::filesystem::path& directory) {
+    std::error_code ignored;
+    std::filesystem::remove_all(directory, ignored);
+}
+
+/// Nothing of it stays when it is let go, or could not be made whole.
+std::shared_ptr<lmn::LMNDevice> makeHiddenDevice(ParentPlatform& platform) {
     const lmn::LMNVirtualDeviceConfig config{
         .name = "orbctl",
         .deviceUID = jobDeviceUIDPrefix + foundation::UUID::random().string(),
         .hidden = true};
+    lmn::LMNDeviceManager& manager = platform.deviceManager();
     auto device = manager.deviceFromArchive(manager.archiveFromConfig(config, false));
     if (!device) {
+        removeDirectory(platform.runtimeDirectory().path() / "devices" /
+                        foundation::pathComponentOf(config.deviceUID));
         throw std::runtime_error("there can be no virtual device to play into");
     }
-    return device;
+    return {device.get(), [device, &manager](lmn::LMNDevice*) {
+                manager.forget(device->deviceUID());
+                removeDirectory(device->directory().path());
+            }};
 }
 
 std::string adviceOn(orb::ORBDeviceConnectionError::Case errorCase) {
@@ -58,7 +71,7 @@ Job::Job(ParentPlatform& platform, Options options, Events events)
     : platform_(platform),
       options_(std::move(options)),
       events_(std::move(events)),
-      device_(makeHiddenDevice(platform.deviceManager())),
+      device_(makeHiddenDevice(platform)),
       targetDevice_(options_.target.makeDevice(platform.deviceManager())),
       link_({.realm = platform.realm(),
              .taskPool = platform.taskPool(),
@@ -70,9 +83,9 @@ Job::~Job() {
     isEnding_ = true;
     link_.close();
     process_.reset();
-    std::error_code ignored;
-    std::filesystem::remove_all(device_->directory().path(), ignored);
-    platform_.runtimeDirectory().subdirectory("ports").remove(names_.service); // where it was killed
+    std::error_code ignored; // where it was killed, its port is left
+    std::filesystem::remove(
+        platform_.runtimeDirectory().path() / "ports" / foundation::pathComponentOf(names_.service), ignored);
 }
 
 dispatch::Task<> Job::start() {

@@ -31,6 +31,9 @@ class ParentPlatform {
     lmn::LMNDeviceManager& deviceManager() { return deviceManager_; }
     orb::ORBManager& manager() { return manager_; }
 
+    /// Whether what was changed by `manager` is in the preferences; if not, it was reported why.
+    bool settingsAreSaved() const { return defaults_->isSaved(); }
+
     /// What must be put right even when the process ends at once; may be empty.
     void setLastAct(std::function<void()> act) { lastAct_ = std::move(act); }
     void actLast() const {

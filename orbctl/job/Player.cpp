@@ -25,8 +25,23 @@ constexpr double leadIn = 0.5;
 /// Silence on top of the latency, s: the far end takes whole chunks.
 constexpr double tailMargin = 0.7;
 
+/// A service that captures silence for 3 s drops what is still on its way. Where that is more, a single step
+/// of a 16-bit sample comes within each of these intervals, s, of the tail. The devices are left before it is
+/// heard, but for those of a service that stood still and plays no later for it.
+constexpr double stirInterval = 2.5;
+constexpr float stir = 1.0F / 32768;
+
+/// A service that stood still for so many latencies, or s at least, plays later from then on, by as many
+/// latencies, or s at least, as follow.
+constexpr double standstillLatencies = 0.8;
+constexpr double shortestStandstill = 0.5;
+constexpr double delayLatencies = 1.5;
+constexpr double shortestDelay = 0.75;
+
 /// On top of what the devices should need for what they have, s.
 constexpr double playOutMargin = 0.5;
+
+FrameNumber framesIn(double seconds) { return std::llround(seconds * framesPerSecond); }
 
 double secondsOf(FrameNumber frames) { return static_cast<double>(frames) / framesPerSecond; }
 
@@ -35,8 +50,10 @@ double secondsOf(FrameNumber frames) { return static_cast<double>(frames) / fram
 Player::Player(dispatch::Realm& realm, std::unique_ptr<FrameReader> sound, double latency, Events events)
     : realm_(realm),
       sound_(std::move(sound)),
-      leadFrames_(std::llround(leadIn * framesPerSecond)),
-      tailFrames_(std::llround((latency + tailMargin) * framesPerSecond)),
+      leadFrames_(framesIn(leadIn)),
+      tailFrames_(framesIn(latency + tailMargin)),
+      tailAfterStandstill_(framesIn(std::max(delayLatencies * latency, shortestDelay))),
+      standstill_(dispatch::toNanoseconds(std::max(standstillLatencies * latency, shortestStandstill))),
       latency_(latency + leadIn),
       events_(std::move(events)),
       block_(blockFrames * channelCount),
@@ -108,7 +125,20 @@ std::size_t Player::nextBlock() {
         soundFrames_ += static_cast<FrameNumber>(frames);
         return frames;
     }
-    return silence(tailFrames_);
+    return tail();
+}
+
+/// A block of it, with what keeps the service from taking it for the end.
+std::size_t Player::tail() {
+    const std::size_t frames = silence(tailFrames_);
+    const FrameNumber end = tailSent_ + static_cast<FrameNumber>(frames);
+    const FrameNumber interval = framesIn(stirInterval);
+    const FrameNumber next = (tailSent_ / interval + 1) * interval;
+    if (next < end) {
+        block_[static_cast<std::size_t>(next - tailSent_) * channelCount] = stir;
+    }
+    tailSent_ = end;
+    return frames;
 }
 
 /// A block of what is left of it.
@@ -120,6 +150,7 @@ std::size_t Player::silence(FrameNumber& left) {
 }
 
 void Player::send(std::span<const float> block) {
+    const dispatch::HostTime begin = realm_.clock().now();
     std::erase_if(outputs_, [&](Output& output) {
         try {
             output.client.write(block);
@@ -131,7 +162,14 @@ void Player::send(std::span<const float> block) {
             return true;
         }
     });
+    noteTaken(realm_.clock().now() - begin);
     noteSent(block);
+}
+
+void Player::noteTaken(dispatch::Nanoseconds duration) {
+    if (duration > standstill_ && !std::exchange(stoodStill_, true)) {
+        tailFrames_ += tailAfterStandstill_;
+    }
 }
 
 /// A device that ran dry has lost the time until more came.

@@ -29,7 +29,8 @@ struct PlayerFigures {
 
 /// Streams one sound into any number of devices at once, on a queue of its own, since sending waits until the
 /// devices take more. They all hear the same; the slowest paces the others. Before and behind the sound goes
-/// silence, so that its beginning is not lost and its end heard before the devices are left.
+/// silence, so that its beginning is not lost and its end heard before the devices are left: behind it as
+/// much as what is on its way takes, after a service has stood still too.
 ///
 /// Made and used on the main queue. Before it is destroyed, it is stopped and its devices are gone, or a send
 /// may wait for ever.
@@ -75,6 +76,8 @@ class Player {
     void pump();
     std::size_t nextBlock();
     std::size_t silence(FrameNumber& left);
+    std::size_t tail();
+    void noteTaken(dispatch::Nanoseconds duration);
     void send(std::span<const float> block);
     void noteSent(std::span<const float> block);
     dispatch::Nanoseconds unplayed();
@@ -85,11 +88,15 @@ class Player {
     const std::unique_ptr<FrameReader> sound_; // of the queue, as all up to `soundFrames_`
     FrameNumber leadFrames_;                   // silence still to be sent before the sound, and behind it
     FrameNumber tailFrames_;
-    const double latency_; // from sending, lead-in included, to hearing, s
+    const FrameNumber tailAfterStandstill_;  // added to the tail once, when a service has stood still
+    const dispatch::Nanoseconds standstill_; // a send that takes longer shows it
+    const double latency_;                   // from sending, lead-in included, to hearing, s
     const Events events_;
     std::vector<Output> outputs_;
     std::vector<float> block_;
     FrameNumber soundFrames_ = 0; // of the queue; sent so far
+    FrameNumber tailSent_ = 0;    // of the queue
+    bool stoodStill_ = false;     // of the queue
 
     /// Set by main, read by both; shared with what is on its way to main.
     const std::shared_ptr<std::atomic<bool>> isStopped_ = std::make_shared<std::atomic<bool>>(false);

@@ -98,10 +98,21 @@ ServiceProcess::ServiceProcess(dispatch::Queue& mainQueue, const Options& option
     const FileDescriptor output(ends[1]);
     process_ =
         SpawnPlan(output).spawn({options.program, options.argument}, withOwnEnvironment(options.environment));
+    try {
+        watch(mainQueue, std::move(source));
+    } catch (...) {
+        ::kill(process_, SIGKILL); // nobody would know of it
+        reap();
+        throw;
+    }
+}
+
+void ServiceProcess::watch(dispatch::Queue& mainQueue, FileDescriptor source) {
     logDescriptor_ = source.get();
     ::fcntl(logDescriptor_, F_SETFL, O_NONBLOCK); // of this end only
     logWatch_.emplace(mainQueue, std::move(source), [this](int) { readLog(); });
     FileDescriptor end(static_cast<int>(::syscall(SYS_pidfd_open, process_, 0)));
+    check(end ? 0 : errno, "cannot watch the service");
     endWatch_.emplace(mainQueue, std::move(end), [this](int) {
         endWatch_.reset();
         while (logWatch_ && readLog()) { // its last words come before its end

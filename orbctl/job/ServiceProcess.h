@@ -44,6 +44,7 @@ class ServiceProcess {
     static std::filesystem::path standardProgram();
 
   private:
+    void watch(dispatch::Queue& mainQueue, foundation::FileDescriptor source);
     bool readLog();
     int reap();
 

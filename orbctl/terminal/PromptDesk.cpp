@@ -52,7 +52,7 @@ PromptDesk::PromptDesk(dispatch::Queue& mainQueue, const foundation::RuntimeDire
 
 PromptDesk::~PromptDesk() {
     withdraw();
-    directory_.remove(name_);
+    directory_.discard(name_);
 }
 
 std::filesystem::path PromptDesk::socket() const { return directory_.path() / name_; }

@@ -26,8 +26,8 @@ using HostTime = std::chrono::time_point<HostTimeline>;
 /// A date of the wall clock, in nanoseconds since 1970-01-01 00:00 UTC.
 using Date = std::chrono::sys_time<Nanoseconds>;
 
-/// A date before any that a clock can show: "never yet". Its distance to any other date fits `Nanoseconds`.
-inline constexpr Date distantPast{std::chrono::sys_days{std::chrono::year{1900} / 1 / 1}};
+/// An instant before any that a clock can show: "never yet". Its distance to any other fits `Nanoseconds`.
+inline constexpr HostTime distantPast{-std::chrono::hours{24 * 365 * 100}};
 
 /// Whole nanoseconds of a number of seconds, truncated towards zero; no more than 100 years either way, which
 /// can be added to any instant; what is no number is none.

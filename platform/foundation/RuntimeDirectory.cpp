@@ -98,4 +98,8 @@ bool RuntimeDirectory::remove(std::string_view name) const {
     throw RuntimeDirectoryError(path_ / component, reasonOf(errno));
 }
 
+void RuntimeDirectory::discard(std::string_view name) const {
+    unlinkat(descriptor(), pathComponentOf(name).c_str(), 0);
+}
+
 } // namespace foundation

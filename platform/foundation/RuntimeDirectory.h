@@ -55,6 +55,9 @@ class RuntimeDirectory {
     /// RuntimeDirectoryError.
     bool remove(std::string_view name) const;
 
+    /// The same for whoever cannot do anything about a failure: what is left harms nobody.
+    void discard(std::string_view name) const;
+
   private:
     RuntimeDirectory(int parent, const std::string& component, std::filesystem::path path);
 

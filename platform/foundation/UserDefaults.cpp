@@ -100,6 +100,11 @@ class UserDefaults::Store : public std::enable_shared_from_this<Store> {
         post();
     }
 
+    bool isSaved() {
+        const dispatch::LockGuard guard(changing_);
+        return pending_.empty();
+    }
+
     template <typename Wanted>
     std::optional<Wanted> value(std::string_view key) const {
         const Found found = find(key);
@@ -257,5 +262,7 @@ void UserDefaults::setObject(std::string_view key, PreferenceValue value) {
 }
 
 void UserDefaults::removeObject(std::string_view key) { store_->change(key, std::nullopt); }
+
+bool UserDefaults::isSaved() const { return store_->isSaved(); }
 
 } // namespace foundation

@@ -84,6 +84,9 @@ class UserDefaults {
     /// The registered value, if any, shows again.
     void removeObject(std::string_view key);
 
+    /// Whether all changes made here have been written, or were overtaken.
+    bool isSaved() const;
+
   private:
     class Store;
     const std::shared_ptr<Store> store_;

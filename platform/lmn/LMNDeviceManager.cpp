@@ -101,6 +101,15 @@ std::shared_ptr<LMNDevice> LMNDeviceManager::deviceFromArchive(std::string_view 
     }
 }
 
+void LMNDeviceManager::forget(std::string_view uid) {
+    std::shared_ptr<LMNDevice> last; // outlives the lock
+    const dispatch::LockGuard guard(lock_);
+    if (const auto device = devices_.find(uid); device != devices_.end()) {
+        last = std::move(device->second);
+        devices_.erase(device);
+    }
+}
+
 std::shared_ptr<LMNDevice> LMNDeviceManager::open(const LMNVirtualDeviceConfig& config) {
     const dispatch::LockGuard guard(lock_);
     std::shared_ptr<LMNDevice>& device = devices_[config.deviceUID];

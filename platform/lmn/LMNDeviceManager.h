@@ -54,6 +54,10 @@ class LMNDeviceManager {
     /// says why.
     std::shared_ptr<LMNDevice> deviceFromArchive(std::string_view archive);
 
+    /// Lets go of a device that this process has no more use for; otherwise it is kept for good. What is on
+    /// disk stays.
+    void forget(std::string_view uid);
+
   private:
     std::optional<LMNVirtualDeviceConfig> configOf(std::string_view uid);
     std::shared_ptr<LMNDevice> open(const LMNVirtualDeviceConfig& config);

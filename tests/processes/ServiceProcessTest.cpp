@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "ORBRouteService/ORBRouteServiceLaunchConfig.h"
 #include "platform/foundation/RuntimeDirectory.h"
-#include "tests/platform/foundation/TemporaryDirectory.h"
+#include "platform/foundation/TemporaryDirectory.h"
 #include "tests/support/PeerProcess.h"
 
 #include <gmock/gmock.h>
@@ -58,9 +58,8 @@ class ServiceProcessTest : public testing::Test {
             const std::string name = entry.path().filename();
             const bool isOurs =
                 entry.is_socket() ? name != "parent" : name.ends_with(".lock") || name.ends_with(".new");
-            if (isOurs) {
+            if (isOurs)
                 names.push_back(entry.path());
-            }
         }
         return names;
     }

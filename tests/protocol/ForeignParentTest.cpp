@@ -6,17 +6,15 @@
 #include "ORBRouteService/ipc/ORBUpdateDevicesReply.h"
 #include "platform/dispatch/real/RealRealm.h"
 #include "platform/dispatch/runOn.h"
-#include "platform/foundation/DescriptorWatch.h"
+#include "platform/foundation/TemporaryDirectory.h"
 #include "platform/lmn/LMNDeviceArchive.h"
-#include "tests/platform/foundation/TemporaryDirectory.h"
-#include "tests/support/LogCapture.h"
+#include "platform/lmn/LogCapture.h"
 #include "tests/support/PeerProcess.h"
 
 #include <gmock/gmock.h>
 #include <boost/json/serialize.hpp>
 
-#include <array>
-#include <cerrno>
+#include <thread>
 
 namespace orb::test {
 namespace {
@@ -24,58 +22,27 @@ namespace {
 using dispatch::Task;
 using support::PeerProcess;
 
-/// A service of one message port, in real time. It connects any number of devices but one: that needs a
-/// password. It ends when its parent has told of a notice.
+/// A service of one message port, in real time, on a thread of its own. It connects any number of devices but
+/// one: that needs a password.
 class ForeignParentTest : public testing::Test {
   protected:
-    ~ForeignParentTest() override {
+    ForeignParentTest() {
         main.async([this] {
-            watch.reset();
-            port->invalidate();
-            tasks.cancel();
-            tasks.spawn(pool.drain());
-            stopWhenIdle();
-        });
-        realm.run();
-    }
-
-    void stopWhenIdle() {
-        main.async([this] {
-            if (tasks.running() > 0) {
-                return stopWhenIdle();
-            }
-            port.reset();
-            realm.stop();
-        });
-    }
-
-    /// Runs until the parent has closed its output, which it keeps as `printed`.
-    void serve(const PeerProcess& parent) {
-        main.async([this, &parent] {
             port = ORBMessagePort::create<ORBAppToServiceMessage>({realm, pool, notifications, directory},
                                                                   "service", "parent", nullptr, handler);
             tasks.spawn(port->setupRemotePort());
-            watch.emplace(main, foundation::FileDescriptor(dup(parent.descriptor())),
-                          [this](int descriptor) { read(descriptor); });
         });
-        const auto limit = main.asyncAfter(PeerProcess::patience, [this] { realm.stop(); });
-        realm.run();
-        limit->cancel();
+    }
+    ~ForeignParentTest() override {
+        main.async([this] { tasks.spawn(end()); });
+        thread.join();
     }
 
-    void read(int descriptor) {
-        std::array<char, 4096> bytes;
-        const ssize_t size = ::read(descriptor, bytes.data(), bytes.size());
-        if (size < 0 && (errno == EAGAIN || errno == EINTR)) {
-            return; // a watch may call for what was read in the call before
-        }
-        if (size <= 0) {
-            return realm.stop();
-        }
-        printed.append(bytes.data(), static_cast<std::size_t>(size));
-        if (printed.find("notice:") != std::string::npos) {
-            port->invalidate();
-        }
+    Task<> end() {
+        port->invalidate();
+        co_await pool.drain();
+        port.reset();
+        realm.stop();
     }
 
     Task<std::optional<IPCMessage>> answer(ORBAppToServiceMessage message) {
@@ -111,23 +78,19 @@ class ForeignParentTest : public testing::Test {
     const ORBMessagePort::RequestHandler<ORBAppToServiceMessage> handler =
         [this](ORBAppToServiceMessage message) { return answer(std::move(message)); };
     std::shared_ptr<ORBMessagePort> port;
-    std::optional<foundation::DescriptorWatch> watch;
-    std::string printed;
+    std::thread thread{[this] { realm.run(); }};
 };
 
 TEST_F(ForeignParentTest, aParentWrittenFromTheProtocolPageIsUnderstoodAndUnderstands) {
     PeerProcess parent({HOUSE_PYTHON, HOUSE_SOURCE_DIR "/tests/protocol/parent.py", "service", "parent"},
                        {"ORB_RUNTIME_DIR=" + folder.path().string(), "PYTHONUTF8=1"});
-    serve(parent);
-    EXPECT_EQ(printed,
-              "connecting: Bad, Küche/Süd\n"
-              "connected: Küche/Süd\n"
-              "connected: Bad\n"
-              "disconnected: Bad\n"
-              "routed: Küche/Süd\n"
-              "error 17: A password is required to connect to “Bad”\n"
-              "notice: key not found: No value for the key \"uuid\".\n"
-              "ended\n");
+    for (const char* const line :
+         {"connecting: Bad, Küche/Süd", "connected: Küche/Süd", "connected: Bad", "disconnected: Bad",
+          "routed: Küche/Süd", "error 17: A password is required to connect to “Bad”",
+          "notice: key not found: No value for the key \"uuid\"."})
+        EXPECT_EQ(parent.line(), line);
+    main.async([this] { port->invalidate(); });
+    EXPECT_EQ(parent.line(), "ended");
     EXPECT_EQ(parent.end(), 0);
 }
 

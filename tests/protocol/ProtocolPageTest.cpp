@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "ORBRouteService/ipc/IPCMessage.h"
 #include "ORBRouteService/ipc/ORBDeviceConnectionError.h"
+#include "platform/foundation/TemporaryDirectory.h"
 #include "platform/foundation/ports/MessageFrames.h"
 #include "platform/lmn/LMNDeviceArchive.h"
-#include "tests/platform/foundation/TemporaryDirectory.h"
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
+#include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
 
 #include <algorithm>
@@ -23,16 +24,18 @@ using testing::HasSubstr;
 const std::string page = foundation::readFile(HOUSE_SOURCE_DIR "/docs/PROTOCOL.md");
 
 TEST(ProtocolPageTest, theConnectionErrorsAreThoseOfTheTable) {
-    const std::regex row(R"(\| (\d+) \| `(\w+)` \|(.*)\| (.*) \|)");
+    const std::regex row(R"(\| (\d+) \| `(\w+)` \| *(.*?) *\| (.*) \|)");
     const std::string device = R"({"data":"","name":"…"})"; // the texts of the page are those of this one
     std::set<std::string> cases;
     for (std::sregex_iterator found(page.begin(), page.end(), row), end; found != end; ++found) {
         const std::string fields =
             std::regex_replace((*found)[3].str(), std::regex("`(\\w+)`"), "\"$1\":" + device);
-        const auto error = foundation::decodeJSON<ORBDeviceConnectionError>(
-            fmt::format(R"({{"{}":{{{}}}}})", (*found)[2].str(), fields));
+        const std::string form = fmt::format(R"({{"{}":{{{}}}}})", (*found)[2].str(), fields);
+        const auto error = foundation::decodeJSON<ORBDeviceConnectionError>(form);
+        EXPECT_EQ(boost::json::parse(foundation::encodeJSON(error)), boost::json::parse(form));
         EXPECT_EQ(std::to_string(error.errorCode()), (*found)[1].str());
         EXPECT_EQ(error.errorDescription(), (*found)[4].str());
+        EXPECT_EQ(error.errorUserInfo().at("NSLocalizedDescription"), (*found)[4].str());
         cases.insert((*found)[2].str());
     }
     EXPECT_EQ(cases.size(), 18U);

@@ -34,9 +34,8 @@ void* takeOrNull(std::size_t size, std::size_t alignment) noexcept {
 }
 
 void* take(std::size_t size, std::size_t alignment) {
-    if (void* memory = takeOrNull(size, alignment)) {
+    if (void* memory = takeOrNull(size, alignment))
         return memory;
-    }
     throw std::bad_alloc();
 }
 

@@ -19,24 +19,21 @@ namespace {
 
 using foundation::FileDescriptor;
 
-std::string_view nameOf(std::string_view variable) { return variable.substr(0, variable.find('=')); }
-
+/// What this process has of names that are not given.
 void addOwnEnvironment(std::vector<std::string>& variables) {
-    const std::size_t given = variables.size();
+    const std::vector<std::string> given = variables;
     for (char** own = environ; *own != nullptr; ++own) {
-        const auto end = variables.begin() + static_cast<std::ptrdiff_t>(given);
-        if (std::none_of(variables.begin(), end,
-                         [&](const std::string& variable) { return nameOf(variable) == nameOf(*own); })) {
-            variables.emplace_back(*own);
-        }
+        const std::string variable(*own);
+        const std::string name = variable.substr(0, variable.find('=') + 1);
+        if (std::ranges::none_of(given, [&](const std::string& other) { return other.starts_with(name); }))
+            variables.push_back(variable);
     }
 }
 
 std::vector<char*> pointersTo(std::vector<std::string>& words) {
     std::vector<char*> pointers;
-    for (std::string& word : words) {
+    for (std::string& word : words)
         pointers.push_back(word.data());
-    }
     pointers.push_back(nullptr);
     return pointers;
 }
@@ -51,21 +48,14 @@ pid_t spawn(std::vector<std::string>& command, std::vector<std::string>& environ
     const int error = posix_spawn(&process, command.at(0).c_str(), &actions, nullptr,
                                   pointersTo(command).data(), pointersTo(environment).data());
     posix_spawn_file_actions_destroy(&actions);
-    if (error != 0) {
+    if (error != 0)
         throw std::system_error(error, std::generic_category(), command.at(0));
-    }
     return process;
 }
 
-bool isReadable(int descriptor) {
+bool isReadable(int descriptor, std::chrono::milliseconds limit = PeerProcess::patience) {
     pollfd waited{.fd = descriptor, .events = POLLIN, .revents = 0};
-    const auto limit = std::chrono::milliseconds(PeerProcess::patience);
     return poll(&waited, 1, static_cast<int>(limit.count())) == 1;
-}
-
-bool endsInTime(pid_t process) {
-    const FileDescriptor descriptor(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
-    return isReadable(descriptor.get());
 }
 
 } // namespace
@@ -73,9 +63,8 @@ bool endsInTime(pid_t process) {
 /// One socket for both directions: unlike a pipe, writing to one whose other end has died sends no signal.
 PeerProcess::PeerProcess(std::vector<std::string> command, std::vector<std::string> environment) {
     int ends[2];
-    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
         throw std::system_error(errno, std::generic_category(), "no channel to the peer");
-    }
     channel_ = FileDescriptor(ends[0]);
     const FileDescriptor itsEnd(ends[1]);
     addOwnEnvironment(environment);
@@ -89,55 +78,28 @@ PeerProcess::~PeerProcess() {
     }
 }
 
-void PeerProcess::order(std::string_view line) {
-    const std::string text = std::string(line) + '\n';
-    const ssize_t sent = send(channel_.get(), text.data(), text.size(), MSG_NOSIGNAL);
-    EXPECT_EQ(sent, static_cast<ssize_t>(text.size())) << "the peer does not hear: " << line;
-}
-
-bool PeerProcess::hasLine() {
-    char bytes[4096];
-    ssize_t size = 0;
-    while ((size = recv(channel_.get(), bytes, sizeof bytes, MSG_DONTWAIT)) > 0) {
-        received_.append(bytes, static_cast<std::size_t>(size));
-    }
-    const bool isAtEnd = size == 0 || errno != EAGAIN;
-    return isAtEnd || received_.find('\n') != std::string::npos;
-}
-
 std::string PeerProcess::line() {
-    while (!hasLine()) {
-        if (!isReadable(channel_.get())) {
-            ADD_FAILURE() << "the peer says nothing";
+    for (;;) {
+        const std::size_t end = received_.find('\n');
+        if (end != std::string::npos) {
+            std::string line = received_.substr(0, end);
+            received_.erase(0, end + 1);
+            return line;
+        }
+        char bytes[4096];
+        const ssize_t size = isReadable(channel_.get()) ? recv(channel_.get(), bytes, sizeof bytes, 0) : 0;
+        if (size <= 0) {
+            ADD_FAILURE() << "the peer says nothing, or nothing any more";
             return {};
         }
-    }
-    const std::size_t end = received_.find('\n');
-    if (end == std::string::npos) {
-        ADD_FAILURE() << "the peer says nothing any more";
-        return {};
-    }
-    std::string line = received_.substr(0, end);
-    received_.erase(0, end + 1);
-    return line;
-}
-
-void PeerProcess::suspend() {
-    signal(SIGSTOP);
-    int status = 0;
-    EXPECT_EQ(waitpid(process_, &status, WUNTRACED), process_);
-    EXPECT_TRUE(WIFSTOPPED(status)) << "the peer has ended";
-    if (!WIFSTOPPED(status)) {
-        process_ = -1;
+        received_.append(bytes, static_cast<std::size_t>(size));
     }
 }
-
-void PeerProcess::resume() { signal(SIGCONT); }
 
 void PeerProcess::kill() { signal(SIGKILL); }
 
 int PeerProcess::end() {
-    if (!endsInTime(process_)) {
+    if (!endsWithin(process_, patience)) {
         ADD_FAILURE() << "the peer does not end";
         kill();
     }
@@ -148,9 +110,13 @@ int PeerProcess::end() {
 
 void PeerProcess::signal(int number) {
     EXPECT_GT(process_, 0) << "the peer has ended before";
-    if (process_ > 0) {
+    if (process_ > 0)
         ::kill(process_, number);
-    }
+}
+
+bool endsWithin(pid_t process, std::chrono::milliseconds limit) {
+    const FileDescriptor descriptor(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
+    return isReadable(descriptor.get(), limit);
 }
 
 } // namespace support

@@ -5,16 +5,15 @@
 
 #include <chrono>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include <sys/types.h>
 
 namespace support {
 
-/// The other process of a test: a program that is ordered by lines on its standard input and answers by lines
-/// on its standard output; standard error is the test's. Killed and reaped by the destructor if it still
-/// runs. What goes wrong fails the test. One thread.
+/// The other process of a test: a program that is heard by the lines of its standard output; standard error
+/// is the test's. Killed and reaped by the destructor if it still runs. What goes wrong fails the test. One
+/// thread.
 class PeerProcess {
   public:
     /// Beyond whatever a peer has to do, also on a busy machine and with sanitizers.
@@ -27,22 +26,10 @@ class PeerProcess {
     PeerProcess(const PeerProcess&) = delete;
     PeerProcess& operator=(const PeerProcess&) = delete;
 
-    /// Sends it one line.
-    void order(std::string_view line);
-
     /// Its next line, for which this waits; empty when none came.
     std::string line();
 
-    /// Whether `line` need not wait: there is one, or there will be none.
-    bool hasLine();
-
-    /// Readable when that may have changed.
-    int descriptor() const { return channel_.get(); }
-
-    /// SIGSTOP; returns when it stands still.
-    void suspend();
-    /// SIGCONT.
-    void resume();
+    pid_t pid() const { return process_; }
 
     /// SIGKILL. It is dead, but perhaps not gone yet, when this returns.
     void kill();
@@ -51,7 +38,6 @@ class PeerProcess {
     /// killed it. Its input stays open.
     int end();
 
-    /// Sends it a signal.
     void signal(int number);
 
   private:
@@ -59,5 +45,8 @@ class PeerProcess {
     std::string received_;               // what came after the last line
     pid_t process_ = -1;
 };
+
+/// Whether a child, or one adopted, ends within this time. It is not reaped.
+bool endsWithin(pid_t process, std::chrono::milliseconds limit);
 
 } // namespace support

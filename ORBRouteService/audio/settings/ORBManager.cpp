@@ -2,6 +2,7 @@
 #include "ORBRouteService/audio/settings/ORBManager.h"
 
 #include "ORBRouteService/log/ORBDebugLog.h"
+#include "ORBRouteService/log/flight/FlightRecorder.h"
 
 #include "platform/foundation/SharedInstance.h"
 #include "platform/lmn/LMNTapConfig.h"
@@ -110,6 +111,8 @@ void ORBManager::reloadFromDefaults() {
     context_.defaults.setRenderChunkSize(fixedRenderChunkSize); // repairs what somebody else may have stored
     setPrioritizeSync(context_.defaults.prioritizeSync());
     setLegacyGroupedAirPlay(context_.defaults.legacyGroupedAirPlay());
+    recordFlight(FlightKind::settings, {.numbers = {renderLatency(), prioritizeSync() ? 1.0 : 0.0,
+                                                    legacyGroupedAirPlay() ? 1.0 : 0.0}});
     context_.notifications.post(ORBConfigurationDidChange, this);
 }
 

@@ -73,8 +73,9 @@ class EmbeddedReceivers::RunningSearch final : public Search {
     std::shared_ptr<dispatch::DelayedWork> next_;
 };
 
-EmbeddedReceivers::EmbeddedReceivers(std::filesystem::path file, EmbeddedReceiver::Surroundings surroundings)
-    : file_(std::move(file)), surroundings_(std::move(surroundings)) {
+EmbeddedReceivers::EmbeddedReceivers(std::filesystem::path file, EmbeddedReceiver::Surroundings surroundings,
+                                     FrameObservers observers)
+    : file_(std::move(file)), surroundings_(std::move(surroundings)), observers_(std::move(observers)) {
     try { // before it is read, so that no change is missed
         watcher_.emplace(surroundings_.mainQueue, file_, [this] { fileChanged(); });
     } catch (const std::system_error& error) {
@@ -128,7 +129,11 @@ std::shared_ptr<EmbeddedReceiver> EmbeddedReceivers::receiverWith(ReceiverEntry 
     if (known.receiver) {
         known.receiver->update(std::move(entry));
     } else {
-        known.receiver = std::make_shared<EmbeddedReceiver>(std::move(entry), surroundings_);
+        EmbeddedReceiver::Surroundings surroundings = surroundings_;
+        if (observers_) {
+            surroundings.observer = observers_(entry.description.identifier);
+        }
+        known.receiver = std::make_shared<EmbeddedReceiver>(std::move(entry), std::move(surroundings));
         known.sight = known.receiver->isInSight().observe([this](bool) { lookAgain(); });
     }
     return known.receiver;

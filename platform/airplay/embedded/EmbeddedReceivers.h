@@ -16,6 +16,9 @@
 
 namespace airplay {
 
+/// Gives the observer of the receiver with that identifier. It may be empty.
+using FrameObservers = std::function<FrameObserver(const std::string& identifier)>;
+
 /// The receivers of a receivers file, which is watched: who edits it lets receivers appear, leave, describe
 /// themselves anew and turn their own knobs. In sight are those of the file, in its order, but for those that
 /// vanished by themselves. One that leaves the file loses its connections, and is the same object when it
@@ -25,7 +28,9 @@ class EmbeddedReceivers final : public Discovery {
   public:
     /// On the main queue or where nothing runs on it. A file that is missing or unusable is reported, and
     /// taken once it is there. Throws ReceiversFileError when its directory cannot be watched.
-    EmbeddedReceivers(std::filesystem::path file, EmbeddedReceiver::Surroundings surroundings);
+    /// Each receiver has an observer of its own if `observers` is there.
+    EmbeddedReceivers(std::filesystem::path file, EmbeddedReceiver::Surroundings surroundings,
+                      FrameObservers observers = {});
     ~EmbeddedReceivers() override;
 
     std::unique_ptr<Search> search(std::function<void(const Receivers& inSight)> changed) override;
@@ -51,6 +56,7 @@ class EmbeddedReceivers final : public Discovery {
 
     const std::filesystem::path file_;
     const EmbeddedReceiver::Surroundings surroundings_;
+    const FrameObservers observers_;
     std::map<std::string, Known, std::less<>> known_; // by identifier; for ever
     std::vector<std::shared_ptr<EmbeddedReceiver>> receivers_;
     std::vector<RunningSearch*> searches_;

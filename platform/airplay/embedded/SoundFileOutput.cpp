@@ -70,6 +70,15 @@ void SoundFileOutput::write(std::span<const float> frames) noexcept {
         return;
     }
     stored_ += count;
+    announce();
+}
+
+/// Now and then, as it costs two seeks.
+void SoundFileOutput::announce() noexcept {
+    if (stored_ - announced_ >= frameRate) {
+        sf_command(file_.get(), SFC_UPDATE_HEADER_NOW, nullptr, 0);
+        announced_ = stored_;
+    }
 }
 
 /// Once: without a file nothing else can fail.

@@ -9,9 +9,9 @@ namespace avkit {
 
 EmbeddedAirPlay::EmbeddedAirPlay(EmbeddedAirPlayParts parts)
     : application_({.realm = parts.realm, .element = accessibility_.application(::getpid())}),
-      receivers_(std::move(parts.receiversFile), {.mainQueue = parts.realm.mainQueue(),
-                                                  .report = parts.playback.report(),
-                                                  .observer = std::move(parts.observer)}),
+      receivers_(std::move(parts.receiversFile),
+                 {.mainQueue = parts.realm.mainQueue(), .report = parts.playback.report()},
+                 std::move(parts.observers)),
       scriptedUser_(receivers_, parts.realm.mainQueue()),
       agent_({.mainQueue = parts.realm.mainQueue(),
               .workspace = workspace_,

@@ -23,8 +23,8 @@ struct EmbeddedAirPlayParts {
     foundation::NotificationCenter& notifications;
     lmn::LMNDeviceManager& deviceManager;
     std::filesystem::path receiversFile;
-    airplay::FrameObserver observer = {};  // listens to all receivers; may be empty
-    airplay::PromptedUser* user = nullptr; // nullptr: the one of the receivers file
+    airplay::FrameObservers observers = {}; // of the receivers; may be empty
+    airplay::PromptedUser* user = nullptr;  // nullptr: the one of the receivers file
     std::optional<dispatch::Nanoseconds> pickerArrival = std::chrono::milliseconds(50); // nullopt: never
 };
 

@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 #include <unistr.h>
 
+#include <cmath>
 #include <optional>
 #include <string_view>
 
@@ -61,6 +62,14 @@ bool Coding<bool>::decode(const json::value& coded, const CodingPath& path) {
     if (!coded.is_bool())
         throwUnexpected(coded, path, "a boolean");
     return coded.get_bool();
+}
+
+double Coding<double>::decode(const json::value& coded, const CodingPath& path) {
+    json::error_code error;
+    const auto number = coded.to_number<double>(error);
+    if (error || !std::isfinite(number))
+        throwUnexpected(coded, path, "a finite number");
+    return number;
 }
 
 std::int64_t Coding<std::int64_t>::decode(const json::value& coded, const CodingPath& path) {

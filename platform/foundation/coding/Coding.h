@@ -63,6 +63,13 @@ struct Coding<std::int32_t> {
     static std::int32_t decode(const boost::json::value& coded, const CodingPath& path);
 };
 
+/// Any finite number.
+template <>
+struct Coding<double> {
+    static boost::json::value encode(double value) { return value; }
+    static double decode(const boost::json::value& coded, const CodingPath& path);
+};
+
 /// A text in Base64, see `dataFromBase64`.
 template <>
 struct Coding<Data> {

@@ -78,7 +78,7 @@ class EmbeddedAudioServer::Door : public std::enable_shared_from_this<Door> {
             if (const auto session = weak.lock())
                 session->close();
         if (std::exchange(bound_, false))
-            device_->directory().remove(playerSocketName);
+            device_->directory().discard(playerSocketName);
     }
 
   private:

@@ -26,48 +26,35 @@ class MirrorWorld::Capture final : public lmn::LMNTapDelegate {
         std::vector<float> samples;
     };
 
-    explicit Capture(const dispatch::Clock& clock) : clock_(clock) {}
+    explicit Capture(const dispatch::Clock& theClock) : clock(theClock) {}
 
     std::shared_ptr<lmn::LMNTapIOContext> createIOContext(lmn::LMNTap& tap,
                                                           const lmn::LMNTapConfig& config) override {
         return std::make_shared<lmn::LMNTapIOContext>(
             tap, config, tap.queue(), [this](lmn::LMNBuffer& buffer) {
                 const std::size_t samples = std::size_t{buffer.frameCount()} * buffer.channelCount();
-                cycles.push_back({clock_.cycleTime(), {buffer.samples(), buffer.samples() + samples}});
+                cycles.push_back({clock.cycleTime(), {buffer.samples(), buffer.samples() + samples}});
             });
     }
 
+    const dispatch::Clock& clock;
     std::vector<Cycle> cycles;
-
-  private:
-    const dispatch::Clock& clock_;
 };
 
 MirrorWorld::MirrorWorld(dispatch::Realm& realm, MirrorWorldOptions options)
     : realm_(realm),
       options_(std::move(options)),
-      runtime_(directory_.path() / "run"),
-      distributedNotifications_(realm.mainQueue(), runtime_, report),
-      defaults_(ORBUserDefaults::create({.queue = realm.mainQueue(),
-                                         .notificationCenter = notifications_,
-                                         .configDirectory = directory_.path() / "config",
-                                         .report = report})),
-      deviceManager_(runtime_, realm.mainQueue()),
+      settings_(realm, directory_.path(), report),
+      deviceManager_(foundation::RuntimeDirectory(directory_.path()), realm.mainQueue()),
       audioServer_(realm),
       lmn_(realm, deviceManager_, audioServer_),
       playback_(realm, report),
-      context_(std::make_shared<avfoundation::AVOutputContext>(playback_, notifications_)) {
+      context_(std::make_shared<avfoundation::AVOutputContext>(playback_, settings_.center)) {
     onMain([this] {
-        manager_ = std::make_unique<ORBManager>(
-            ORBManagerContext{.mainQueue = realm_.mainQueue(),
-                              .notifications = notifications_,
-                              .distributedNotifications = distributedNotifications_,
-                              .defaults = *defaults_});
-        manager_->setRenderLatency(options_.latency);
-        manager_->setPrioritizeSync(options_.prioritizeSync);
-        lmn_.setWakeDelays(options_.wakeDelays ? options_.wakeDelays : [this] {
-            return std::exchange(nextWakeDelay_, dispatch::Nanoseconds{});
-        });
+        settings_.makeManager();
+        manager().setRenderLatency(options_.latency);
+        manager().setPrioritizeSync(options_.prioritizeSync);
+        lmn_.setWakeDelays([this] { return std::exchange(nextWakeDelay_, dispatch::Nanoseconds{}); });
         addReceivers();
         makeMirror();
     });
@@ -79,7 +66,7 @@ MirrorWorld::~MirrorWorld() {
         mirror_.reset();
         playback_.finish();
         context_.reset();
-        manager_.reset();
+        settings_.manager.reset();
     });
     audioServer_.queue().sync([this] { players_.clear(); });
 }
@@ -117,8 +104,8 @@ void MirrorWorld::makeMirror() {
     tapActivity_ = std::make_shared<TapIOActivity>(realm_.mainQueue());
     mirror_ = ORBMirrorDevice::create({.lmn = lmn_,
                                        .playback = playback_,
-                                       .notifications = notifications_,
-                                       .manager = *manager_,
+                                       .notifications = settings_.center,
+                                       .manager = manager(),
                                        .tapActivity = tapActivity_,
                                        .lastPause =
                                            [this] {
@@ -157,10 +144,6 @@ void MirrorWorld::stopCapturing() {
 std::shared_ptr<lmn::LMNDevice> MirrorWorld::virtualDevice(std::size_t receiver) {
     const auto output = std::make_shared<avfoundation::AVOutputDevice>(receivers_.at(receiver));
     return lmnDevice(AVOutputDeviceBridge(output));
-}
-
-void MirrorWorld::connect(std::initializer_list<std::size_t> receivers) {
-    connect(std::vector<std::size_t>(receivers));
 }
 
 void MirrorWorld::connect(const std::vector<std::size_t>& receivers) {

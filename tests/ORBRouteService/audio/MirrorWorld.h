@@ -4,24 +4,32 @@
 #include "ORBRouteService/audio/ORBMirrorDevice.h"
 #include "ORBRouteService/bridges/AVOutputContextBridge.h"
 #include "ORBRouteService/log/ORBDebugLog.h"
+#include "bench/orbsim/NumberedSound.h"
+#include "bench/orbsim/ScriptedPlayer.h"
 #include "platform/airplay/embedded/EmbeddedReceiver.h"
 #include "platform/dispatch/virtual/VirtualRealm.h"
 #include "platform/foundation/SharedInstance.h"
+#include "platform/foundation/TemporaryDirectory.h"
+#include "platform/lmn/LogCapture.h"
 #include "platform/lmn/embedded/EmbeddedAudioServer.h"
-#include "tests/ORBRouteService/audio/NumberedSound.h"
-#include "tests/ORBRouteService/audio/ScriptedPlayer.h"
-#include "tests/platform/foundation/TemporaryDirectory.h"
-#include "tests/support/LogCapture.h"
+#include "tests/ORBRouteService/audio/settings/SettingsProcess.h"
 
 #include <cstdint>
 #include <functional>
-#include <initializer_list>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace orb {
+
+using orbsim::Frame;
+using orbsim::PlayerScript;
+using orbsim::put;
+using orbsim::ScriptedPlayer;
+using orbsim::Sound;
+using orbsim::Stretch;
+using orbsim::stretchesOf;
 
 inline constexpr double rate = 44100;            // Hz
 inline constexpr std::int64_t cycleFrames = 512; // of the tap and the session runner
@@ -39,7 +47,6 @@ struct MirrorWorldOptions {
     std::uint32_t chunkSize = ORBManager::fixedRenderChunkSize;
     bool prioritizeSync = false;
     coremedia::CMAllocator* allocator = nullptr;
-    std::function<dispatch::Nanoseconds()> wakeDelays{}; ///< of the pacer; empty: `delayNextWake`
 };
 
 /// A mirror device and everything around it as in the service, except that a test decides which receivers are
@@ -58,7 +65,7 @@ class MirrorWorld {
     ORBMirrorDevice& mirror() { return *mirror_; }
     std::shared_ptr<ORBMirrorDevice>& mirrorReference() { return mirror_; }
     lmn::LMNDevice& device() { return *device_; }
-    ORBManager& manager() { return *manager_; }
+    ORBManager& manager() { return *settings_.manager; }
     TapIOActivity& tapActivity() { return *tapActivity_; }
     lmn::LMNSystem& lmn() { return lmn_; }
 
@@ -66,13 +73,12 @@ class MirrorWorld {
     std::shared_ptr<lmn::LMNDevice> virtualDevice(std::size_t receiver);
 
     /// Exactly these receivers are connected from now on.
-    void connect(std::initializer_list<std::size_t> receivers);
     void connect(const std::vector<std::size_t>& receivers);
 
     /// A player that begins to play its script now.
     ScriptedPlayer& play(PlayerScript script, std::int32_t process = foreignProcess);
 
-    void setLastPause(dispatch::Date date) { lastPause_ = date; }
+    void setLastPause(dispatch::HostTime time) { lastPause_ = time; }
 
     /// Called once, within the next IO cycle, and within the next feeding of a chunk.
     void setNextCycle(std::function<void()> action) { nextCycle_ = std::move(action); }
@@ -117,11 +123,7 @@ class MirrorWorld {
     const MirrorWorldOptions options_;
     lmn::LogCapture log_;
     const foundation::TemporaryDirectory directory_;
-    const foundation::RuntimeDirectory runtime_;
-    foundation::NotificationCenter notifications_;
-    foundation::DistributedNotificationCenter distributedNotifications_;
-    const std::unique_ptr<ORBUserDefaults> defaults_;
-    std::unique_ptr<ORBManager> manager_;
+    SettingsProcess settings_;
     lmn::LMNDeviceManager deviceManager_;
     const foundation::SharedInstance<lmn::LMNDeviceManager> sharedDeviceManager_{deviceManager_};
     lmn::EmbeddedAudioServer audioServer_;
@@ -140,7 +142,7 @@ class MirrorWorld {
     std::vector<std::shared_ptr<ScriptedPlayer>> players_;
     std::vector<avfoundation::EnqueuedBuffer> enqueued_;
     std::vector<std::size_t> connected_;
-    dispatch::Date lastPause_ = dispatch::distantPast;
+    dispatch::HostTime lastPause_ = dispatch::distantPast;
     std::function<void()> nextCycle_;
     std::function<void()> nextFeeding_;
     dispatch::Nanoseconds nextWakeDelay_{};
@@ -166,7 +168,7 @@ class VirtualMirrorWorld : private std::unique_ptr<dispatch::VirtualRealm>, publ
     /// Runs until so many chunks were given to the renderer in all.
     void runUntilEnqueued(std::size_t chunks);
 
-    dispatch::Date wallNow() { return get()->clock().wallNow(); }
+    dispatch::HostTime now() { return get()->clock().now(); }
 };
 
 } // namespace orb

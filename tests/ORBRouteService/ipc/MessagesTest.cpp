@@ -62,14 +62,10 @@ TEST(MessagesTest, anEnvelopeHoldsTheCodedMessageAndTakesAnIdentifier) {
 }
 
 TEST(MessagesTest, aBadEnvelopeOrMessageIsRefusedWithItsReason) {
-    const std::vector<std::pair<std::string, std::string>> envelopes{
-        {R"({"payload":"e30="})", "key not found: No value for the key \"uuid\"."},
-        {R"({"payload":"e30"})", "data corrupted at payload: The text is not Base64."},
-        {R"({"payload":"","uuid":"3F2504E0"})", "data corrupted at uuid: The text is not a UUID."}};
-    for (const auto& [text, failure] : envelopes)
-        EXPECT_EQ(decodingFailure<IPCMessage>(text), failure);
-    EXPECT_EQ(decodingFailure<ORBAppToServiceMessage>(R"({"updateDevices":{}})"),
-              "key not found at updateDevices: No value for the key \"devices\".");
+    EXPECT_EQ(decodingFailure<IPCMessage>(R"({"payload":"e30="})"),
+              "key not found: No value for the key \"uuid\".");
+    EXPECT_EQ(decodingFailure<IPCMessage>(R"({"payload":"","uuid":"3F2504E0"})"),
+              "data corrupted at uuid: The text is not a UUID.");
     EXPECT_EQ(decodingFailure<ORBServiceToAppMessage>(
                   R"({"deviceConnected":{"device":{"data":"AA=="}},"deviceConnecting":{"devices":[]}})"),
               "type mismatch: Invalid number of keys found, expected one.");

@@ -9,8 +9,8 @@
 #include "platform/dispatch/virtual/VirtualRealm.h"
 #include "platform/foundation/SharedInstance.h"
 #include "platform/lmn/LMNDeviceManager.h"
-#include "tests/platform/foundation/TemporaryDirectory.h"
-#include "tests/support/LogCapture.h"
+#include "platform/foundation/TemporaryDirectory.h"
+#include "platform/lmn/LogCapture.h"
 
 #include <map>
 #include <memory>

@@ -6,8 +6,8 @@
 #include "ORBRouteService/ipc/ORBAppToServiceMessage.h"
 
 #include "platform/dispatch/virtual/VirtualRealm.h"
-#include "tests/platform/foundation/TemporaryDirectory.h"
-#include "tests/support/LogCapture.h"
+#include "platform/foundation/TemporaryDirectory.h"
+#include "platform/lmn/LogCapture.h"
 
 #include <gtest/gtest.h>
 
@@ -36,10 +36,9 @@ class RawParent {
     }
     void send(const std::string& text, std::int32_t messageID = 0) {
         realm_.mainQueue().sync([&] {
-            if (!remote_ || !remote_->isValid()) {
+            if (!remote_ || !remote_->isValid())
                 remote_ =
                     foundation::RemoteMessagePort::create(realm_.mainQueue(), directory_, "service", fail);
-            }
             ASSERT_TRUE(remote_);
             ASSERT_EQ(remote_->sendRequest(messageID, text),
                       foundation::RemoteMessagePort::SendResult::success);
@@ -127,9 +126,8 @@ class PortTest : public testing::Test {
     virtual Task<std::optional<IPCMessage>> answer(ORBAppToServiceMessage) {
         ++handled;
         co_await dispatch::sleepFor(answerDelay);
-        if (answerFailure) {
+        if (answerFailure)
             throw *answerFailure;
-        }
         co_return answerValue ? std::optional(IPCMessage::wrapping(*answerValue)) : std::nullopt;
     }
 

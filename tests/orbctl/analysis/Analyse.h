@@ -6,15 +6,15 @@
 
 namespace orbctl::test {
 
-/// Analyses a recording fed in blocks of a size that divides nothing.
+/// Analyses a recording fed in blocks, by default of a size that divides nothing.
 inline StreamResult analyse(const Samples& source, const Samples& recording,
-                            StreamAnalysisOptions options = {}, RecordingEnd end = RecordingEnd::withSource) {
-    constexpr std::size_t blockSamples = 5003 * channelCount;
+                            StreamAnalysisOptions options = {}, RecordingEnd end = RecordingEnd::withSource,
+                            std::size_t blockFrames = 5003) {
     MemoryReader reader(source);
     StreamAnalysis analysis(reader, options);
-    for (std::size_t at = 0; at < recording.size(); at += blockSamples) {
-        analysis.feed(std::span(recording).subspan(at, std::min(blockSamples, recording.size() - at)));
-    }
+    const std::size_t block = blockFrames * channelCount;
+    for (std::size_t at = 0; at < recording.size(); at += block)
+        analysis.feed(std::span(recording).subspan(at, std::min(block, recording.size() - at)));
     return analysis.finish(end);
 }
 

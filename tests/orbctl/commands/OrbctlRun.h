@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "tests/platform/foundation/TemporaryDirectory.h"
+#include "platform/foundation/TemporaryDirectory.h"
 #include "tests/support/PeerProcess.h"
 
 #include <gmock/gmock.h>
@@ -33,7 +33,7 @@ class OrbctlTest : public testing::Test {
     bool holdsTone(const std::string& recording) const;
 
     /// Nothing of a job is left: no device of its own, no port, no prompt socket, no entry of the board.
-    void expectNothingLeft() const;
+    void expectNothingLeft(const std::vector<std::string>& folders = {"jobs", "prompts", "ports"}) const;
 
     std::string file(const std::string& name) const { return directory / name; }
 

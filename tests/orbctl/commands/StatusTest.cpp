@@ -15,7 +15,6 @@ TEST_F(OrbctlTest, scriptsCanTellWrongUsageFromARefusal) {
         int status;
     } rows[] = {
         {{"--help"}, 0},
-        {{"play", "--help"}, 0},
         {{"receivers"}, 0},
         {{"watch", "--once"}, 0},
         {{}, 2},
@@ -26,19 +25,16 @@ TEST_F(OrbctlTest, scriptsCanTellWrongUsageFromARefusal) {
         {{"play", sound, "-", "--to", "Kitchen"}, 2},
         {{"play", sound, "--to", "Kitchen", "--volume", "7"}, 2},
         {{"play", file("no.wav"), "--to", "Kitchen"}, 2},
-        {{"play", file("receivers.json"), "--to", "Kitchen"}, 2},
         {{"play", sound, "--to", "Kitchen", "--log", file("no/log")}, 2},
         {{"receivers", "--receivers", file("broken.json")}, 2},
         {{"volume", "loud"}, 2},
         {{"settings", "tempo"}, 2},
         {{"settings", "latency", "nan"}, 2},
-        {{"settings", "prioritize-sync", "perhaps"}, 2},
         {{"play", sound, "--to", "Kitchen", "--service", "/bin/false"}, 1},
         {{"play", sound, "--to", "Kitchen", "--service", file("no")}, 1},
     };
-    for (const auto& [arguments, status] : rows) {
+    for (const auto& [arguments, status] : rows)
         EXPECT_EQ(run(arguments), status) << testing::PrintToString(arguments);
-    }
     expectNothingLeft();
 }
 

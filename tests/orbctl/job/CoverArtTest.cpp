@@ -2,8 +2,8 @@
 #include "orbctl/job/CoverArt.h"
 
 #include "orbctl/job/PlayedTrack.h"
+#include "platform/foundation/TemporaryDirectory.h"
 #include "platform/mediaremote/MRAHelper.h"
-#include "tests/platform/foundation/TemporaryDirectory.h"
 
 #include <flacfile.h>
 #include <gtest/gtest.h>

@@ -2,8 +2,8 @@
 #include "orbctl/report/Report.h"
 
 #include "orbctl/sound/SoundFile.h"
+#include "platform/foundation/TemporaryDirectory.h"
 #include "tests/orbctl/sound/WriteSound.h"
-#include "tests/platform/foundation/TemporaryDirectory.h"
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -113,25 +113,14 @@ TEST_F(ReportTest, comparesReceiversWithEachOtherWhenTheSourceIsGone) {
     EXPECT_THAT(page(), HasSubstr("All receivers played the same"));
 }
 
-TEST_F(ReportTest, namesThePathThatCannotBeWritten) {
-    try {
-        writeReport(data_, directory_ / "none" / "report.html");
-        ADD_FAILURE() << "nothing was thrown";
-    } catch (const std::system_error& error) {
-        EXPECT_THAT(error.what(), AllOf(HasSubstr("none/report.html"), HasSubstr("No such file")));
-    }
-}
-
-/// What a browser makes of the page; the appended script counts each canvas's painted points.
+/// What a browser makes of the page; the appended script counts the canvases.
 std::string domInBrowser(const std::filesystem::path& page, const std::filesystem::path& profile) {
     std::ofstream(page, std::ios::app) << R"(<script>
 document.querySelectorAll("#tools button")[1].click();
-document.body.append(...Array.from(document.querySelectorAll("canvas"), (canvas) => {
-    const bytes = canvas.getContext("2d").getImageData(0, 0, canvas.width, canvas.height).data;
-    const line = document.createElement("p");
-    line.textContent = "painted " + (bytes.some((byte) => byte > 0) ? "something" : "nothing");
-    return line;
-}));
+const canvases = Array.from(document.querySelectorAll("canvas"));
+const isPainted = (canvas) =>
+    canvas.getContext("2d").getImageData(0, 0, canvas.width, canvas.height).data.some((byte) => byte > 0);
+document.body.append(`${canvases.length} canvases, ${canvases.filter(isPainted).length} painted`);
 </script>)";
     const std::string command = fmt::format(
         "timeout 50 chromium --headless --no-sandbox --disable-gpu --user-data-dir='{}' "
@@ -146,21 +135,12 @@ document.body.append(...Array.from(document.querySelectorAll("canvas"), (canvas)
     return dom;
 }
 
-std::size_t occurrences(const std::string& text, const std::string& part) {
-    std::size_t count = 0;
-    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
-        ++count;
-    return count;
-}
-
 TEST_F(ReportTest, isDrawnByABrowserWithoutAnyScriptFailing) {
     if (std::system("command -v chromium >/dev/null") != 0)
         GTEST_SKIP() << "there is no chromium here: nobody has looked at the page in a browser";
     const std::string dom = (page(), domInBrowser(path(), directory_ / "profile"));
     // Three sounds, latency, buffered time, marks: each a canvas for the plot and one for what is pointed at.
-    EXPECT_EQ(occurrences(dom, "<p>painted "), 12U);
-    EXPECT_EQ(occurrences(dom, "<p>painted something"), 6U);
-    EXPECT_THAT(dom, AllOf(HasSubstr("<title>orbctl play</title>"), HasSubstr(R"(id="trouble" hidden)")));
+    EXPECT_THAT(dom, AllOf(HasSubstr("12 canvases, 6 painted"), HasSubstr(R"(id="trouble" hidden)")));
 }
 
 } // namespace

@@ -19,9 +19,8 @@ inline void describe(FrameNumber n, float* frame) {
 
 inline Samples described(FrameNumber from, FrameNumber to) {
     Samples samples(static_cast<std::size_t>(to - from) * channelCount);
-    for (FrameNumber n = from; n < to; ++n) {
+    for (FrameNumber n = from; n < to; ++n)
         describe(n, &samples[static_cast<std::size_t>(n - from) * channelCount]);
-    }
     return samples;
 }
 
@@ -42,17 +41,15 @@ inline Samples noise(FrameNumber frames, std::uint32_t seed) {
 
 inline Samples joined(std::initializer_list<Samples> parts) {
     Samples all;
-    for (const Samples& part : parts) {
+    for (const Samples& part : parts)
         all.insert(all.end(), part.begin(), part.end());
-    }
     return all;
 }
 
 inline Samples repeated(const Samples& part, int times) {
     Samples all;
-    for (int i = 0; i < times; ++i) {
+    for (int i = 0; i < times; ++i)
         all.insert(all.end(), part.begin(), part.end());
-    }
     return all;
 }
 

@@ -24,4 +24,15 @@ inline void writeSound(const std::filesystem::path& path, const Samples& samples
     sf_close(file);
 }
 
+/// The samples of a recording.
+inline Samples readSound(const std::filesystem::path& path) {
+    SF_INFO info{};
+    SNDFILE* file = sf_open(path.c_str(), SFM_READ, &info);
+    EXPECT_TRUE(info.channels == channelCount && info.samplerate == framesPerSecond) << path;
+    Samples samples(static_cast<std::size_t>(info.frames * info.channels));
+    EXPECT_EQ(sf_readf_float(file, samples.data(), info.frames), info.frames);
+    sf_close(file);
+    return samples;
+}
+
 } // namespace orbctl::test

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "platform/airplay/embedded/EmbeddedReceivers.h"
 
-#include "platform/airplay/embedded/ReceiversFileError.h"
 #include "platform/dispatch/virtual/VirtualRealm.h"
 #include "tests/platform/airplay/Recordings.h"
 
@@ -23,7 +22,7 @@ constexpr const char* ghost = R"({"name":"Ghost","id":"00:00:00:00:00:0D","outco
 class EmbeddedReceiversTest : public testing::Test, public ReceiverConnectionDelegate {
   public:
     EmbeddedReceiversTest() {
-        write({kitchen, hall});
+        write({kitchen, hall, attic});
         receivers.emplace(path, surroundings());
     }
 
@@ -32,7 +31,8 @@ class EmbeddedReceiversTest : public testing::Test, public ReceiverConnectionDel
     }
 
     void write(const std::vector<std::string>& entries) {
-        std::ofstream(path) << fmt::format(R"({{"version":1,"receivers":[{}]}})", fmt::join(entries, ","));
+        foundation::writeFile(path,
+                              fmt::format(R"({{"version":1,"receivers":[{}]}})", fmt::join(entries, ",")));
         realm.settle();
     }
 
@@ -64,7 +64,7 @@ class EmbeddedReceiversTest : public testing::Test, public ReceiverConnectionDel
         realm.settle();
     }
 
-    const TemporaryDirectory directory;
+    const foundation::TemporaryDirectory directory;
     std::filesystem::path path = directory / "r.json";
     dispatch::VirtualRealm realm;
     dispatch::Queue& main = realm.mainQueue();
@@ -118,31 +118,6 @@ TEST_F(EmbeddedReceiversTest, aDamagedFileChangesNothingAndIsReportedOnce) {
                                 "5: lost", "5: Corridor"}));
     EXPECT_EQ(reports.size(), 2U);
     main.sync([&] { connection.reset(), running.reset(); });
-}
-
-TEST_F(EmbeddedReceiversTest, aReceiverStaysTheSameAndItsKnobTurnsOnlyWhenTheFileTurnsIt) {
-    const auto receiver = receivers->receiver("00:00:00:00:00:0A");
-    std::vector<float> heard;
-    const auto subscription = receiver->observeVolume([&](float volume) { heard.push_back(volume); });
-    receiver->setVolume(0.25F);
-    const auto before = receiver->description();
-    write({R"({"name":"Galley","id":"00:00:00:00:00:0A"})"});
-    EXPECT_EQ(before->name, "Kitchen");
-    EXPECT_EQ(receiver->description()->name, "Galley");
-    write({});
-    write({R"({"name":"Galley","id":"00:00:00:00:00:0A","volume":0.5})"});
-    EXPECT_EQ(receivers->receivers(), (std::vector{receiver}));
-    EXPECT_EQ(heard, (std::vector<float>{0.25F, 0.5F}));
-}
-
-TEST_F(EmbeddedReceiversTest, aFileThatIsMissingAtTheBeginningIsTakenOnceItIsThere) {
-    EXPECT_THROW(EmbeddedReceivers(directory / "none" / "r.json", surroundings()), ReceiversFileError);
-    path = directory / "later.json";
-    receivers.emplace(path, surroundings());
-    EXPECT_EQ(reports.size(), 1U);
-    EXPECT_TRUE(receivers->receivers().empty());
-    write({kitchen});
-    EXPECT_EQ(receivers->receivers().size(), 1U);
 }
 
 } // namespace

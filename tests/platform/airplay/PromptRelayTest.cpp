@@ -3,12 +3,10 @@
 
 #include "platform/dispatch/virtual/VirtualRealm.h"
 #include "platform/foundation/RuntimeDirectory.h"
-#include "tests/platform/foundation/TemporaryDirectory.h"
+#include "platform/foundation/TemporaryDirectory.h"
+#include "tests/support/unixSockets.h"
 
 #include <gmock/gmock.h>
-
-#include <sys/socket.h>
-#include <sys/un.h>
 
 namespace airplay {
 namespace {
@@ -20,12 +18,7 @@ using testing::ElementsAre;
 /// A relay, and the other side of its socket.
 class PromptRelayTest : public testing::Test {
   protected:
-    PromptRelayTest() {
-        sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
-        runtime.socketPath("desk").copy(address.sun_path, sizeof address.sun_path - 1);
-        EXPECT_EQ(::bind(desk.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-        EXPECT_EQ(::listen(desk.get(), 4), 0);
-    }
+    PromptRelayTest() { EXPECT_EQ(::listen(desk.get(), 4), 0); }
     ~PromptRelayTest() override {
         realm.mainQueue().sync([this] { relay.reset(); });
     }
@@ -59,7 +52,7 @@ class PromptRelayTest : public testing::Test {
 
     foundation::TemporaryDirectory directory;
     foundation::RuntimeDirectory runtime{directory.path()};
-    FileDescriptor desk{::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
+    FileDescriptor desk = support::boundSocket(runtime.socketPath("desk"));
     dispatch::VirtualRealm realm;
     std::vector<std::string> reports;
     std::vector<std::string> answers;
@@ -86,11 +79,11 @@ TEST_F(PromptRelayTest, whateverIsNoAnswerDismissesTheQuestionOnce) {
                                          "{\"answer\":\"tea\"}", std::string(40000, 'x')};
     for (const std::string& line : lines) {
         ask("A1");
-        {
-            const FileDescriptor connection = accept();
-            say(connection, line);
-            realm.advanceBy(1ms);
-        }
+        FileDescriptor connection = accept();
+        say(connection, line);
+        realm.advanceBy(1ms);
+        if (line.size() < 100) // a longer one need not come to an end
+            connection.reset();
         awaitAnswers(1);
         EXPECT_THAT(answers, ElementsAre("A1: dismissed")) << line.substr(0, 20);
         answers.clear();
@@ -117,21 +110,6 @@ TEST_F(PromptRelayTest, aReceiverThatAsksAnewWithdrawsItsQuestionAndNoOther) {
     say(second, "{\"answer\":\"one\"}\n");
     awaitAnswers(2);
     EXPECT_THAT(answers, ElementsAre("A2: two", "A1: one"));
-}
-
-TEST_F(PromptRelayTest, aReceiverWithAnswersIsLeftToThem) {
-    foundation::writeFile(directory / "receivers.json",
-                          R"({"version":1,"receivers":[
- {"name":"Kitchen","id":"A1:B2:C3:D4:E5:F6","code":"1","answers":[{"after":2,"text":"1"}]},
- {"name":"Bath","id":"A1:B2:C3:D4:E5:F7","code":"1"}]})");
-    EmbeddedReceivers receivers(directory / "receivers.json", {.mainQueue = realm.mainQueue(), .report = {}});
-    relay->leaveToScript(receivers);
-    ask("A1:B2:C3:D4:E5:F6");
-    realm.advanceBy(2s);
-    EXPECT_THAT(answers, ElementsAre("A1:B2:C3:D4:E5:F6: 1"));
-    ask("A1:B2:C3:D4:E5:F7");
-    EXPECT_THAT(received(accept()), testing::HasSubstr("F7"));
-    realm.mainQueue().sync([this] { relay.reset(); });
 }
 
 } // namespace

@@ -2,42 +2,16 @@
 #pragma once
 
 #include "platform/airplay/embedded/EmbeddedReceiver.h"
+#include "platform/foundation/TemporaryDirectory.h"
 
 #include <sndfile.h>
 
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <stdexcept>
-#include <string>
 #include <vector>
 
 namespace airplay {
-
-/// A directory that goes with the test.
-class TemporaryDirectory {
-  public:
-    TemporaryDirectory() {
-        std::string name = (std::filesystem::temp_directory_path() / "playingXXXXXX").string();
-        if (mkdtemp(name.data()) == nullptr) {
-            throw std::runtime_error("no temporary directory");
-        }
-        path_ = name;
-    }
-    ~TemporaryDirectory() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    TemporaryDirectory(const TemporaryDirectory&) = delete;
-    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-
-    std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
-
-  private:
-    std::filesystem::path path_;
-};
 
 /// What an observer hears, laid out on the time line; only the left channel, the right one must be its
 /// negative. Copies, and the observers, share it, so that it may go before the receiver.
@@ -83,11 +57,6 @@ inline SoundFile readSoundFile(const std::filesystem::path& path) {
     sf_readf_float(file, sound.samples.data(), sound.info.frames);
     sf_close(file);
     return sound;
-}
-
-inline std::string bytesOf(const std::filesystem::path& path) {
-    std::ifstream stream(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
 }
 
 } // namespace airplay

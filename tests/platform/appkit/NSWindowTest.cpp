@@ -18,32 +18,11 @@ struct Content final : NSViewController {
     AXTreeElement* shown = nullptr;
 };
 
-/// Shows itself either to the main thread or to all others.
-struct ShyWindow final : NSWindow {
-    ShyWindow(NSApplication& application, bool isSeenOnMain, bool isHeardOnMain)
-        : NSWindow(application), seen(isSeenOnMain), heard(isHeardOnMain) {}
-    bool isVisible() const override { return application().mainQueue().isCurrent() == seen; }
-    bool accessibilityIsIgnored() const override { return application().mainQueue().isCurrent() != heard; }
-    const bool seen, heard;
-};
-
 struct NSWindowTest : testing::Test {
     dispatch::VirtualRealm realm;
     AXTreeElement element{"AXApplication"};
     NSApplication application{{realm, element, {}}};
 };
-
-TEST_F(NSWindowTest, aWindowIsPublishedByWhatItSaysOffTheMainThread) {
-    realm.mainQueue().sync([&] {
-        for (const auto& [isSeenOnMain, isHeardOnMain, published] :
-             {std::tuple{false, false, 1U}, {true, false, 0U}, {false, true, 0U}}) {
-            ShyWindow window(application, isSeenOnMain, isHeardOnMain);
-            window.orderFront();
-            EXPECT_EQ(element.children().size(), published);
-        }
-        EXPECT_TRUE(element.children().empty());
-    });
-}
 
 TEST_F(NSWindowTest, titleContentAndFrontComeTogetherInAnyOrderAndGoTogether) {
     std::vector<int> steps{0, 1, 2};

@@ -3,17 +3,15 @@
 
 #include <gtest/gtest.h>
 
-#include <tuple>
-
 namespace avfoundation {
 namespace {
+
+using namespace std::chrono_literals;
 
 class OutputContextTest : public testing::Test, public World {
   public:
     std::shared_ptr<AVOutputDevice> deviceWith(const std::map<std::string, std::string>& txt) {
         airplay::ReceiverEntry entry;
-        entry.description.name = "Kitchen";
-        entry.description.identifier = "A1:B2:C3:D4:E5:F6";
         entry.description.txt = txt;
         return std::make_shared<AVOutputDevice>(makeReceiver(entry));
     }
@@ -52,12 +50,6 @@ TEST_F(OutputContextTest, theFirstDeviceSpeaksForAllAndVolumesAreSetForAllAndTol
     const auto first = makeReceiver("A", recording);
     const auto second = makeReceiver("B", recording);
     const auto told = contextsTold(AVOutputContextVolumeDidChangeNotification);
-    const auto facts = [this] {
-        return std::tuple(context->deviceName(), context->outputDeviceFeatures(), context->canSetVolume(),
-                          context->volume());
-    };
-    context->setVolume(0.5F);
-    EXPECT_EQ(facts(), std::tuple(std::nullopt, 0U, false, 0.0F));
     onMain([&] {
         context->route().connect(first);
         context->route().connect(second);
@@ -65,7 +57,7 @@ TEST_F(OutputContextTest, theFirstDeviceSpeaksForAllAndVolumesAreSetForAllAndTol
         second->setVolume(0.75F);
     });
     EXPECT_EQ(*told, (std::vector<const void*>{context.get()}));
-    EXPECT_EQ(facts(), std::tuple("A", 0x1C340445F8A00U, true, 1.0F));
+    EXPECT_EQ(context->volume(), 1.0F);
     onMain([&] { context->setVolume(0.5F); });
     EXPECT_EQ(told->size(), 2U);
     EXPECT_EQ(first->volume(), 0.5F);
@@ -78,58 +70,6 @@ TEST_F(OutputContextTest, theFirstDeviceSpeaksForAllAndVolumesAreSetForAllAndTol
     EXPECT_EQ(context->volume(), 0.2F);
 }
 
-TEST_F(OutputContextTest, whatIsSetChangesWhatThisObjectSaysAndNothingElse) {
-    const auto device = deviceWith({{"model", "M"}});
-    const AVOutputDevice other(device->receiver());
-    airplay::ReceiverEntry renamed =
-        *std::static_pointer_cast<airplay::EmbeddedReceiver>(device->receiver())->entry();
-    renamed.description.name = "Bath";
-    onMain([&] { std::static_pointer_cast<airplay::EmbeddedReceiver>(device->receiver())->update(renamed); });
-    EXPECT_EQ(device->description(), "<AVOutputDevice: Bath (A1:B2:C3:D4:E5:F6)>") << "as it is now";
-    const std::string ID = device->ID();
-    device->setName("name");
-    device->setLogicalDeviceID("logical");
-    device->setIdentifyingMACAddress("address");
-    device->setAirPlayProperties({{"key", {"bytes"}}});
-    device->setModelID("model");
-    device->setID("id");
-    device->setManufacturer("manufacturer");
-    device->setSupportsBufferedAirPlay(true);
-    device->setVolume(0.5F);
-    const auto facts = [](const AVOutputDevice& of) {
-        return std::vector{of.name(),
-                           of.logicalDeviceID(),
-                           of.identifyingMACAddress(),
-                           of.airPlayProperties().begin()->first,
-                           of.modelID(),
-                           of.ID(),
-                           of.manufacturer(),
-                           std::string(of.supportsBufferedAirPlay() ? "buffered" : "")};
-    };
-    EXPECT_EQ(facts(*device), (std::vector<std::string>{"name", "logical", "address", "key", "model", "id",
-                                                        "manufacturer", "buffered"}));
-    EXPECT_EQ(facts(other), (std::vector<std::string>{"Bath", ID, ID, AirPlayTXTRecord, "M", ID, "", ""}));
-    EXPECT_EQ(other.volume(), 0.5F) << "the receiver's own";
-}
-
-TEST_F(OutputContextTest, theTxtRecordIsCarriedAsDnsServiceDiscoveryDoes) {
-    const auto device = deviceWith({{"pk", "x=y"}, {"deviceid", "11:22:33:44:55:66"}, {"flag", ""}});
-    const std::string expected =
-        "\x1A"
-        "deviceid=11:22:33:44:55:66"
-        "\x05"
-        "flag="
-        "\x06"
-        "pk=x=y";
-    EXPECT_EQ(device->airPlayProperties().at("AirPlayTXTRecord").bytes, expected);
-    EXPECT_EQ(device->identifyingMACAddress(), "11:22:33:44:55:66");
-    EXPECT_EQ(device->ID(), "A1:B2:C3:D4:E5:F6");
-    EXPECT_TRUE(deviceWith({})->airPlayProperties().empty());
-    EXPECT_EQ(deviceWith({})->identifyingMACAddress(), "A1:B2:C3:D4:E5:F6");
-    EXPECT_EQ(deviceWith({})->logicalDeviceID(), "A1:B2:C3:D4:E5:F6");
-    EXPECT_EQ(deviceWith({{"gid", "G"}})->logicalDeviceID(), "G");
-}
-
 TEST_F(OutputContextTest, bufferedPlayingIsBit40OfTheFeaturesInEitherForm) {
     for (const auto& [text, expected] : std::map<std::string, bool>{{"0x0,0x100", true},
                                                                     {"0xFFFFFFFF,0xFFFFFEFF", false},
@@ -140,7 +80,33 @@ TEST_F(OutputContextTest, bufferedPlayingIsBit40OfTheFeaturesInEitherForm) {
                                                                     {"", false}}) {
         EXPECT_EQ(deviceWith({{"features", text}})->supportsBufferedAirPlay(), expected) << text;
     }
-    EXPECT_FALSE(deviceWith({})->supportsBufferedAirPlay());
+}
+
+TEST_F(OutputContextTest, theAssociatedAudioDeviceComesAQuarterSecondAfterTheFirstAndGoesWithTheLast) {
+    onMain([&] {
+        context = std::make_unique<AVOutputContext>(system, center,
+                                                    AVOutputContextOptions{.associatesAudioDevice = true});
+    });
+    airplay::Route& route = context->route();
+    const auto first = makeReceiver("A", recording);
+    const auto second = makeReceiver("B", recording);
+    onMain([&] { route.connect(first); });
+    realm.advanceBy(200ms);
+    onMain([&] {
+        route.disconnect(first);
+        route.connect(second);
+    });
+    realm.advanceBy(250ms - 1ns);
+    EXPECT_EQ(context->associatedAudioDeviceID(), std::nullopt) << "the time begins anew";
+    realm.advanceBy(1ns);
+    EXPECT_EQ(context->associatedAudioDeviceID(), "AirPlay::G");
+    onMain([&] {
+        route.connect(first);
+        route.disconnect(second);
+    });
+    EXPECT_EQ(context->associatedAudioDeviceID(), "AirPlay::G") << "one is left";
+    onMain([&] { route.disconnect(first); });
+    EXPECT_EQ(context->associatedAudioDeviceID(), std::nullopt);
 }
 
 } // namespace

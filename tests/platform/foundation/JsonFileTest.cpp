@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "platform/foundation/JsonFile.h"
-#include "tests/platform/foundation/TemporaryDirectory.h"
+#include "platform/foundation/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+#include <boost/json/parse.hpp>
 
 #include <sys/stat.h>
 
@@ -13,19 +16,21 @@ namespace {
 namespace fs = std::filesystem;
 using Kind = JsonFileError::Kind;
 
-struct Malformed {
-    const char* text;
-    std::size_t line;
-    std::size_t column;
-};
-
 TEST(JsonFileTest, malformedTextIsPlacedByLineAndColumn) {
     const TemporaryDirectory root;
     const JsonFile file(root / "file.json", {.size = 60, .depth = 3});
-    for (const auto& [text, line, column] :
-         {Malformed{"", 1, 1}, Malformed{"{", 1, 2}, Malformed{"{\n  \"a\": 1,\n  b\n}", 3, 3},
-          Malformed{"{\"\xC3\xBC\xC3\xBC\": x}", 1, 8}, Malformed{"[1] x", 1, 5},
-          Malformed{"[[[[1]]]]", 1, 4}, Malformed{"\"\xFF\"", 1, 2}, Malformed{"[1,]", 1, 4}}) {
+    const std::string limit(58, 'x');
+    writeFile(file.path(), "\"" + limit + "\"");
+    EXPECT_TRUE(file.read());
+    using Row = std::tuple<std::string, std::size_t, std::size_t>;
+    for (const auto& [text, line, column] : {Row{"", 1, 1},
+                                             {"{", 1, 2},
+                                             {"{\n  \"a\": 1,\n  b\n}", 3, 3},
+                                             {"{\"\xC3\xBC\xC3\xBC\": x}", 1, 8},
+                                             {"[1] x", 1, 5},
+                                             {"[[[[1]]]]", 1, 4},
+                                             {"\"\xFF\"", 1, 2},
+                                             {"[1,]", 1, 4}}) {
         writeFile(file.path(), text);
         try {
             file.read();
@@ -34,18 +39,9 @@ TEST(JsonFileTest, malformedTextIsPlacedByLineAndColumn) {
             EXPECT_EQ(error.kind(), Kind::malformed);
             EXPECT_EQ(std::pair(error.line(), error.column()), std::pair(line, column))
                 << text << ": " << error.what();
-            const std::string place = fmt::format("{}:{}:{}: ", file.path().string(), line, column);
-            EXPECT_TRUE(std::string(error.what()).starts_with(place)) << error.what();
         }
     }
-}
-
-TEST(JsonFileTest, sizeIsLimitedToTheByte) {
-    const TemporaryDirectory root;
-    const JsonFile file(root / "file.json", {.size = 60});
-    writeFile(file.path(), "\"" + std::string(58, 'x') + "\"");
-    EXPECT_TRUE(file.read());
-    writeFile(file.path(), "\"" + std::string(59, 'x') + "\"");
+    writeFile(file.path(), "\"" + limit + "x\"");
     EXPECT_THROW(file.read(), JsonFileError);
 }
 

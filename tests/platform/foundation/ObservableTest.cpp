@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <set>
 #include <thread>
 #include <vector>
 
@@ -23,16 +22,6 @@ TEST(ObservableTest, onlyRealChangesAreToldAndTheInitialValueOnlyOnRequest) {
     EXPECT_TRUE(volume.set(0.75));
     EXPECT_EQ(told, (std::vector{0.25, 0.75}));
     EXPECT_EQ(toldFromStart, (std::vector{0.5, 0.25}));
-}
-
-TEST(ObservableTest, aSetIsChangedInPlaceInOneStep) {
-    Observable<std::set<int>> processes;
-    std::vector<std::set<int>> told;
-    const auto observer = processes.observe([&](const std::set<int>& value) { told.push_back(value); });
-    EXPECT_TRUE(processes.update([](std::set<int>& value) { value.insert(7); }));
-    EXPECT_FALSE(processes.update([](std::set<int>& value) { value.insert(7); }));
-    EXPECT_TRUE(processes.update([](std::set<int>& value) { value.clear(); }));
-    EXPECT_EQ(told, (std::vector<std::set<int>>{{7}, {}}));
 }
 
 // Interleaves: the first observer changes the value while it is told of a change.

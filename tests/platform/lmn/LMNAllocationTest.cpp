@@ -9,60 +9,48 @@ namespace lmn {
 namespace {
 
 /// Compares the allocations of its thread between two calls, once all that is taken at first has been.
-class PeriodCounter {
-  public:
+struct PeriodCounter {
     static constexpr int first = 50;
     static constexpr int last = 250;
 
     void count() {
-        const int call = ++calls_;
+        const int call = ++calls;
         if (call == first) {
-            before_ = support::allocationsOfThisThread();
+            before = support::allocationsOfThisThread();
         } else if (call == last) {
-            taken_ = support::allocationsOfThisThread() - before_;
-            done_.store(true);
+            taken = support::allocationsOfThisThread() - before;
+            isDone.store(true);
         }
     }
 
-    bool isDone() const { return done_.load(); }
-    std::uint64_t taken() const { return taken_; }
-
-  private:
-    int calls_ = 0;
-    std::uint64_t before_ = 0;
-    std::uint64_t taken_ = 0;
-    std::atomic<bool> done_ = false;
+    int calls = 0;
+    std::uint64_t before = 0;
+    std::uint64_t taken = 0;
+    std::atomic<bool> isDone = false;
 };
 
-class CountingTap final : public LMNTapDelegate {
+class Counters final : public LMNTapDelegate, public LMNSessionRunnerDelegate {
   public:
     std::shared_ptr<LMNTapIOContext> createIOContext(LMNTap& tap, const LMNTapConfig& config) override {
         return std::make_shared<LMNTapIOContext>(tap, config, nullptr, [this](LMNBuffer& buffer) {
             loud += buffer.isSilence() ? 0 : 1;
-            counter.count();
+            tapCounter.count();
         });
     }
-
-    PeriodCounter counter;
-    std::atomic<int> loud = 0;
-};
-
-class CountingRunner final : public LMNSessionRunnerDelegate {
-  public:
     void sessionRunnerDidStart(LMNSessionRunner&, std::uint32_t, double) override {}
     void sessionRunnerDidStop(LMNSessionRunner&) override {}
-    void performIOCycle(LMNSessionRunner&, std::int64_t) override { counter.count(); }
+    void performIOCycle(LMNSessionRunner&, std::int64_t) override { runnerCounter.count(); }
 
-    PeriodCounter counter;
+    PeriodCounter tapCounter;
+    PeriodCounter runnerCounter;
+    std::atomic<int> loud = 0;
 };
 
 TEST(LMNAllocationTest, aPeriodOfTapsAndRunnersAllocatesNothingOnceRunning) {
     constexpr std::uint32_t shortPeriod = 64; // frames, 1.5 ms
     dispatch::RealRealm realm;
     RosterWorld world(realm);
-    const auto tapDelegate = std::make_shared<CountingTap>();
-    const auto runnerDelegate = std::make_shared<CountingRunner>();
-
+    const auto counters = std::make_shared<Counters>();
     LMNTapConfig config = tapOn(*world.device);
     config.frameCount = shortPeriod;
     config.sources[0].processReferences = {
@@ -72,20 +60,20 @@ TEST(LMNAllocationTest, aPeriodOfTapsAndRunnersAllocatesNothingOnceRunning) {
     LMNTap swapped(world.system, config, nullptr);
     const auto runner = std::make_shared<LMNSessionRunner>(
         world.system, std::make_shared<LMNDispatchQueue>(realm, "render"), shortPeriod, rate);
-    straight.setDelegate(tapDelegate);
-    swapped.setDelegate(tapDelegate);
-    runner->setDelegate(runnerDelegate);
+    straight.setDelegate(counters);
+    swapped.setDelegate(counters);
+    runner->setDelegate(counters);
     straight.start();
     runner->start();
 
     // One player lasts, the other runs dry on the way.
     world.join(1).send(countingFrames(PlayerFifo::capacity));
     world.join(2).send(countingFrames(PlayerVoice::prefill));
-    EXPECT_TRUE(
-        runUntil(realm, [&] { return tapDelegate->counter.isDone() && runnerDelegate->counter.isDone(); }));
-    EXPECT_EQ(tapDelegate->counter.taken(), 0U);
-    EXPECT_EQ(runnerDelegate->counter.taken(), 0U);
-    EXPECT_GE(tapDelegate->loud, PeriodCounter::last);
+    EXPECT_TRUE(runUntil(
+        realm, [&] { return counters->tapCounter.isDone.load() && counters->runnerCounter.isDone.load(); }));
+    EXPECT_EQ(counters->tapCounter.taken, 0U);
+    EXPECT_EQ(counters->runnerCounter.taken, 0U);
+    EXPECT_GE(counters->loud, PeriodCounter::last);
     EXPECT_EQ(world.roster->underruns(), 1U);
     runner->stop();
 }

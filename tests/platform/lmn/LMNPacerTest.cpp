@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/lmn/LMNSessionRunner.h"
+#include "platform/lmn/LogCapture.h"
 #include "tests/platform/lmn/LMNTestWorld.h"
-#include "tests/support/LogCapture.h"
 
 namespace lmn {
 namespace {
@@ -46,11 +46,9 @@ class LMNPacerTest : public testing::Test {
         });
     }
 
-    /// The wake-up for period `at` comes `delay` late, the others on time.
-    void delayWakeUp(std::size_t at, dispatch::Nanoseconds delay) {
-        pacer.setWakeDelays([wakes = std::size_t{0}, at, delay]() mutable {
-            return wakes++ == at ? delay : dispatch::Nanoseconds{0};
-        });
+    /// The wake-up for period 10 comes `delay` late, the others on time.
+    void delayWakeUp(dispatch::Nanoseconds delay) {
+        pacer.setWakeDelays([wakes = 0, delay]() mutable { return wakes++ == 10 ? delay : 0ns; });
     }
 
     /// The calls of periods from `first` on come in pairs, capture before render, due when they should be.
@@ -73,20 +71,6 @@ class LMNPacerTest : public testing::Test {
     std::vector<Call> calls;
 };
 
-TEST_F(LMNPacerTest, periodsComePunctuallyAndCaptureBeforeRenderWhicheverWasAddedFirst) {
-    add('r');
-    add('c');
-    realm.advanceBy(10s);
-    ASSERT_EQ(calls.size(), 2 * 861U);
-    expectPairs(0, 0);
-    for (const Call& call : calls) {
-        ASSERT_EQ(call.now, call.due);
-    }
-    EXPECT_EQ(pacer.figures().periods, 861U);
-    EXPECT_EQ(pacer.figures().late, 0U);
-    EXPECT_EQ(pacer.figures().worstLateness, 0ns);
-}
-
 TEST_F(LMNPacerTest, noErrorAddsUpOverHours) {
     // Few and late wake-ups, each of which makes up for nearly a minute, keep this short.
     pacer.setWakeDelays([] { return 59s; });
@@ -98,15 +82,16 @@ TEST_F(LMNPacerTest, noErrorAddsUpOverHours) {
 }
 
 TEST_F(LMNPacerTest, aWakeUpOneSecondLateRunsAllMissedPeriodsAtOnceEachAtItsOwnTime) {
-    delayWakeUp(10, 1s);
-    add('c');
+    delayWakeUp(1s);
     add('r');
+    add('c'); // comes first all the same
     realm.advanceBy(5s);
     expectPairs(0, 0);
-    const auto runAt = [&](dispatch::HostTime now) { return std::ranges::count(calls, now, &Call::now); };
-    EXPECT_EQ(runAt(dueAfter(origin, 9)), 2);
-    EXPECT_EQ(runAt(dueAfter(origin, 10) + 1s), 2 * 87); // what was missed in 1 s, and the one due
-    EXPECT_EQ(runAt(dueAfter(origin, 97)), 2);
+    const std::size_t late = 2 * 87; // what was missed in 1 s, and the one due
+    EXPECT_EQ(std::ranges::count(calls, dueAfter(origin, 10) + 1s, &Call::now), late);
+    EXPECT_EQ(std::ranges::count_if(calls, [](const Call& call) { return call.now == call.due; }),
+              calls.size() - late);
+    EXPECT_EQ(pacer.figures().periods, 430U);
     EXPECT_EQ(pacer.figures().worstLateness, 1s);
     EXPECT_EQ(pacer.figures().late, 86U); // the last by a little more than a period
     EXPECT_EQ(pacer.figures().skipped, 0U);
@@ -114,19 +99,17 @@ TEST_F(LMNPacerTest, aWakeUpOneSecondLateRunsAllMissedPeriodsAtOnceEachAtItsOwnT
 
 TEST_F(LMNPacerTest, afterMoreThanAMinuteThePeriodsAreGivenUpAndTheGridStays) {
     const LogCapture log;
-    delayWakeUp(10, 90s);
+    delayWakeUp(90s);
     add('c');
     add('r');
     realm.advanceBy(100s);
     const std::uint64_t skipped = pacer.figures().skipped;
     EXPECT_EQ(skipped, 7751U); // 90 s * 44100 / 512
     ASSERT_GT(calls.size(), 20U);
-    EXPECT_EQ(calls[20].period, 10 + skipped);
     EXPECT_LT(calls[20].now - calls[20].due, dueAfter(origin, 1) - origin);
     EXPECT_GE(calls[20].now, calls[20].due);
     expectPairs(20, 10 + skipped);
-    EXPECT_EQ(log.lines(),
-              (std::vector<LogCapture::Line>{{4, "LMNPacer: woken 90.0 s late, 7751 periods given up\n"}}));
+    EXPECT_EQ(log.count(4, "7751 periods"), 1U);
 }
 
 TEST_F(LMNPacerTest, anIdlePacerSleepsAndBeginsANewGridWhileItsPeriodsCountOn) {

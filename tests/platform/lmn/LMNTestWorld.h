@@ -3,13 +3,15 @@
 
 #include "platform/dispatch/real/RealRealm.h"
 #include "platform/dispatch/virtual/VirtualRealm.h"
+#include "platform/foundation/TemporaryDirectory.h"
 #include "platform/lmn/LMNSystem.h"
 #include "platform/lmn/LMNTap.h"
 #include "platform/lmn/embedded/PlayerRoster.h"
-#include "tests/platform/foundation/TemporaryDirectory.h"
+#include "tests/support/runUntil.h"
+
+#include <gtest/gtest.h>
 
 #include <cstring>
-#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -198,25 +200,6 @@ class RosterWorld : public DeviceWorld {
     LMNSystem system;
 };
 
-/// Runs the main queue until `done` holds; false after ten seconds.
-inline bool runUntil(dispatch::RealRealm& realm, const std::function<bool()>& done) {
-    const dispatch::HostTime end = realm.clock().now() + std::chrono::seconds(10);
-    bool held = false;
-    const auto look = std::make_shared<std::function<void()>>();
-    *look = [&, again = std::weak_ptr(look)] {
-        held = done();
-        if (held || realm.clock().now() > end) {
-            return realm.stop();
-        }
-        realm.mainQueue().asyncAfter(std::chrono::milliseconds(1), [again] {
-            if (const auto next = again.lock()) {
-                (*next)();
-            }
-        });
-    };
-    realm.mainQueue().async([look] { (*look)(); });
-    realm.run();
-    return held;
-}
+using support::runUntil;
 
 } // namespace lmn

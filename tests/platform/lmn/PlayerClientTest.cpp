@@ -19,31 +19,6 @@ namespace {
 using namespace std::chrono_literals;
 using testing::HasSubstr;
 
-/// A thread of a player's own beside virtual time, which waits for it.
-class PlayerThread {
-  public:
-    PlayerThread(dispatch::VirtualRealm& realm, const std::function<void()>& play)
-        : debt_(realm.awaitOutside("the player's thread", [this] { return left_.load(); })),
-          thread_([this, play, &context = realm.mainQueue().ioContext()] {
-              play();
-              leave(context);
-          }) {}
-    ~PlayerThread() { thread_.join(); }
-
-    pthread_t handle() { return thread_.native_handle(); }
-
-    /// Lets virtual time go on.
-    void leave(boost::asio::io_context& context) {
-        left_.store(true);
-        boost::asio::post(context, [] {});
-    }
-
-  private:
-    std::atomic<bool> left_ = false;
-    const std::shared_ptr<void> debt_;
-    std::thread thread_;
-};
-
 class PlayerClientTest : public testing::Test {
   protected:
     ~PlayerClientTest() override {
@@ -51,10 +26,17 @@ class PlayerClientTest : public testing::Test {
         realm.settle();
     }
 
-    /// Runs a player on a thread of its own, in virtual time, up to its end.
+    /// Runs a player on a thread of its own, for which virtual time waits, up to its end.
     void play(const std::function<void()>& player) {
-        const PlayerThread thread(realm, player);
+        std::atomic<bool> left = false;
+        const auto debt = realm.awaitOutside("the player's thread", [&] { return left.load(); });
+        std::thread thread([&] {
+            player();
+            left.store(true);
+            boost::asio::post(realm.mainQueue().ioContext(), [] {});
+        });
         realm.advanceBy(0s);
+        thread.join();
     }
 
     dispatch::VirtualRealm realm;
@@ -109,24 +91,6 @@ TEST_F(PlayerClientTest, oneWriteOfManySecondsArrivesWholeThroughInterruptions) 
     EXPECT_EQ(world.device->activeProcesses().get().size(), 0U);
 }
 
-TEST_F(PlayerClientTest, shortsArriveAndTheWrongKindOfSamplesIsNotSent) {
-    const std::vector<std::int16_t> shorts(2 * 5000, 16384);
-    play([&] {
-        PlayerClient client(world.device->directory(),
-                            {.name = "player", .sampleType = PlayerSampleType::int16});
-        EXPECT_THROW(client.write(std::vector<float>(2)), std::invalid_argument);
-        client.write(shorts);
-    });
-    Listener listener(system, tapOn(*world.device));
-    listener.tap().start();
-    realm.advanceUntil([&] { return listener.periods().size() == 9; }, 1s);
-    EXPECT_EQ(listener.heard(), std::vector<float>(2 * 9 * periodFrames, 0.5F));
-    play([&] {
-        PlayerClient client(socket, {});
-        EXPECT_THROW(client.write(shorts), std::invalid_argument);
-    });
-}
-
 TEST_F(PlayerClientTest, aRefusalCarriesTheDevicesReason) {
     play([&] {
         EXPECT_THAT(failureOf<PlayerProtocolError>(
@@ -139,100 +103,17 @@ TEST_F(PlayerClientTest, aRefusalCarriesTheDevicesReason) {
 }
 
 TEST_F(PlayerClientTest, nobodyServingTheDeviceIsSaid) {
-    const auto expectNobody = [&](int error, const std::filesystem::path& path) {
-        try {
-            PlayerClient(path, {});
-            ADD_FAILURE() << "connected";
-        } catch (const std::system_error& failure) {
-            EXPECT_EQ(failure.code().value(), error);
-            EXPECT_THAT(failure.what(), HasSubstr("nobody serves " + path.string()));
-        }
-    };
-    expectNobody(ENOENT, world.root / "absent/player.sock");
     const auto idle = world.makeDevice("idle");
-    expectNobody(ENOENT, idle->directory().path() / playerSocketName);
+    const auto dead = world.makeDevice("dead");
+    const foundation::FileDescriptor bound = support::boundSocket(playerSocketOf(*dead));
+    for (const std::filesystem::path& directory :
+         {world.root / "absent", idle->directory().path(), dead->directory().path()}) {
+        const std::filesystem::path path = directory / playerSocketName;
+        EXPECT_THAT(failureOf<std::system_error>([&] { PlayerClient(path, {}); }),
+                    HasSubstr("nobody serves " + path.string()));
+    }
     EXPECT_THAT(failureOf<std::system_error>([&] { PlayerClient(idle->directory(), {}); }),
                 HasSubstr("nobody serves " + idle->directory().path().string()));
-
-    const foundation::FileDescriptor dead(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const sockaddr_un address = playerAddress(idle->directory());
-    ASSERT_EQ(::bind(dead.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    expectNobody(ECONNREFUSED, idle->directory().path() / playerSocketName);
-}
-
-TEST_F(PlayerClientTest, aDeviceThatLeavesEndsTheWriting) {
-    std::optional<PlayerClient> client;
-    play([&] {
-        client.emplace(socket, PlayerHello{});
-        client->write(countingFrames(PlayerFifo::capacity));
-    });
-    served.reset();
-    realm.settle();
-    EXPECT_THAT(failureOf<PlayerDisconnected>([&] { client->write(countingFrames(1)); }),
-                HasSubstr(socket.string() + " left"));
-}
-
-TEST_F(PlayerClientTest, aServerThatAnswersNothingOrWithoutEndIsFoundOut) {
-    const auto device = world.makeDevice("odd");
-    const foundation::FileDescriptor listening(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const sockaddr_un address = playerAddress(device->directory());
-    ASSERT_EQ(::bind(listening.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    ASSERT_EQ(::listen(listening.get(), 1), 0);
-    const auto answerWith = [&](const std::string& answer) {
-        const foundation::FileDescriptor connection(::accept(listening.get(), nullptr, nullptr));
-        ::send(connection.get(), answer.data(), answer.size(), MSG_NOSIGNAL);
-    };
-    std::thread silent(answerWith, "");
-    EXPECT_THROW(PlayerClient(device->directory(), {}), PlayerDisconnected);
-    silent.join();
-    std::thread endless(answerWith, std::string(100000, ' '));
-    EXPECT_THAT(failureOf<PlayerProtocolError>([&] { PlayerClient(device->directory(), {}); }),
-                HasSubstr("longer than 4096 bytes"));
-    endless.join();
-}
-
-TEST(PlayerClientRealTimeTest, aPlayerThatStallsIsSilentWhileAnotherPlaysOn) {
-    dispatch::RealRealm realm;
-    DeviceWorld world(realm);
-    EmbeddedAudioServer server(realm);
-    LMNSystem system(realm, world.manager, server);
-    Listener listener(system, tapOn(*world.device));
-    listener.tap().start();
-
-    // One is heard on the left only, the other on the right.
-    std::vector<float> stalling;
-    std::vector<float> playing;
-    for (std::size_t frame = 1; frame <= 2 * PlayerVoice::prefill; ++frame) {
-        const float sample = static_cast<float>(frame) / 32768.0F;
-        playing.insert(playing.end(), {0.0F, sample});
-        if (frame <= PlayerVoice::prefill)
-            stalling.insert(stalling.end(), {sample, 0.0F});
-    }
-    PlayerClient staller(world.device->directory(), {.name = "staller"});
-    staller.write(stalling);
-    {
-        PlayerClient player(world.device->directory(), {.name = "player"});
-        player.write(playing);
-    }
-    const auto heardOn = [&](std::size_t channel) {
-        std::vector<float> heard;
-        system.ioQueue().sync([&] { heard = listener.heard(); });
-        std::vector<float> sounding;
-        for (std::size_t sample = channel; sample < heard.size(); sample += 2)
-            if (heard[sample] != 0)
-                sounding.push_back(heard[sample]);
-        return sounding;
-    };
-    const auto numbers = [](std::size_t count) {
-        std::vector<float> samples;
-        for (std::size_t frame = 1; frame <= count; ++frame)
-            samples.push_back(static_cast<float>(frame) / 32768.0F);
-        return samples;
-    };
-    EXPECT_TRUE(runUntil(realm, [&] { return heardOn(1).size() == 2 * PlayerVoice::prefill; }));
-    EXPECT_EQ(heardOn(1), numbers(2 * PlayerVoice::prefill));
-    EXPECT_EQ(heardOn(0), numbers(PlayerVoice::prefill));
-    EXPECT_EQ(server.underruns(), 1U);
 }
 
 } // namespace

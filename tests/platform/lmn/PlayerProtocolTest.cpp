@@ -13,25 +13,6 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-TEST(PlayerProtocolTest, aHelloArrivesAsItWasSaid) {
-    for (const auto sampleType : {PlayerSampleType::float32, PlayerSampleType::int16}) {
-        for (const std::uint32_t channels : {1U, 2U, 32U}) {
-            for (const std::string name : {"", "a \"quoted\"\n\\name", "größer 音"}) {
-                std::string line =
-                    encodeHello({.name = name, .sampleType = sampleType, .channels = channels});
-                ASSERT_EQ(line.find('\n'), line.size() - 1);
-                line.pop_back();
-                const PlayerHello hello = decodeHello(line);
-                EXPECT_EQ(hello.name, name);
-                EXPECT_EQ(hello.sampleType, sampleType);
-                EXPECT_EQ(hello.sampleRate, 44100);
-                EXPECT_EQ(hello.channels, channels);
-                EXPECT_EQ(hello.frameSize(), channels * (sampleType == PlayerSampleType::float32 ? 4U : 2U));
-            }
-        }
-    }
-}
-
 TEST(PlayerProtocolTest, aBadHelloIsRefusedByItsFault) {
     struct Case {
         std::string line;
@@ -43,26 +24,17 @@ TEST(PlayerProtocolTest, aBadHelloIsRefusedByItsFault) {
     };
     const std::vector<Case> cases = {
         {"", "hello"},
-        {"GET / HTTP/1.1", "hello"},
-        {"{\"version\":1", "hello"},
         {"[1]", "object"},
         {std::string(2000, '['), "deep"},
-        {"{}", "\"version\" is not 1"},
         {R"({"version":2,"name":"x"})", "\"version\" is not 1"},
-        {R"({"version":"1"})", "\"version\" is not 1"},
-        {R"({"version":1})", wanted},
-        {R"({"version":1,"name":"x","format":[]})", wanted},
         {R"({"version":1,"name":7,"format":{"sampleType":"int16","sampleRate":44100,"channels":2}})", wanted},
         {hello(R"("sampleRate":44100,"channels":2)"), wanted},
         {hello(R"("sampleType":"float64","sampleRate":44100,"channels":2)"), "\"float64\" is neither"},
         {hello(R"("sampleType":")" + std::string(4000, 'x') + '"'), "sample type of 4000 bytes is neither"},
         {hello(R"("sampleType":"int16","sampleRate":"44100","channels":2)"), wanted},
-        {hello(R"("sampleType":"int16","sampleRate":48000,"channels":2)"), "44100 Hz, not at 48000"},
         {hello(R"("sampleType":"int16","sampleRate":44100.5,"channels":2)"), "44100 Hz, not at 44100.5"},
         {hello(R"("sampleType":"int16","sampleRate":44100,"channels":0)"), "0 channels, wanted are 1 to 32"},
         {hello(R"("sampleType":"int16","sampleRate":44100,"channels":33)"), "33 channels"},
-        {hello(R"("sampleType":"int16","sampleRate":44100,"channels":-2)"), wanted},
-        {hello(R"("sampleType":"int16","sampleRate":44100,"channels":1.5)"), wanted},
         {hello(R"("sampleType":"int16","sampleRate":44100,"channels":4294967298)"), wanted}};
     for (const Case& bad : cases) {
         try {
@@ -73,22 +45,6 @@ TEST(PlayerProtocolTest, aBadHelloIsRefusedByItsFault) {
             EXPECT_LE(encodeAnswer(error.what()).size(), longestHello) << "no player takes in that answer";
         }
     }
-}
-
-TEST(PlayerProtocolTest, anAnswerCarriesTheReasonOfARefusal) {
-    const auto refusal = [](std::string line) -> std::string {
-        try {
-            decodeAnswer(line.ends_with('\n') ? line.substr(0, line.size() - 1) : line);
-        } catch (const PlayerProtocolError& error) {
-            return error.what();
-        }
-        return "accepted";
-    };
-    EXPECT_EQ(refusal(encodeAnswer("")), "accepted");
-    EXPECT_EQ(refusal(encodeAnswer("too \"many\"\nplayers")), "too \"many\"\nplayers");
-    EXPECT_EQ(refusal(R"({"version":1})"), "refused without a reason");
-    EXPECT_THAT(refusal(R"({"version":2,"accepted":true})"), HasSubstr("\"version\""));
-    EXPECT_NE(refusal("true"), "accepted");
 }
 
 template <typename Sample>

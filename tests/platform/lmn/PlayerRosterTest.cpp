@@ -46,24 +46,15 @@ TEST_F(PlayerRosterTest, aProcessIsActiveFromItsSoundToItsEndEvenWhileItIsDry) {
     EXPECT_EQ(soundBegins, 2);
 }
 
-TEST_F(PlayerRosterTest, aPlayerThatLeavesWithoutAFrameWasNeverThere) {
-    std::vector<LMNProcessSet> seen;
-    const auto watch = world.device->activeProcesses().observe([&](const auto& now) { seen.push_back(now); });
-    for (std::size_t round = 0; round < 2 * PlayerRoster::maximumPlayers; ++round) {
-        DirectPlayer player = world.join(5);
-        ASSERT_NE(player.voice(), nullptr) << "places are used up by players that have left";
-        player.leave();
-    }
-    EXPECT_EQ(soundBegins, 0);
-    EXPECT_THAT(seen, IsEmpty());
-}
-
 TEST_F(PlayerRosterTest, placesAreUsedAgainOnceTheirPlayersHavePlayedOut) {
     std::list<DirectPlayer> players;
-    for (std::size_t place = 0; place < PlayerRoster::maximumPlayers; ++place) {
-        players.push_back(world.join(static_cast<std::int32_t>(place)));
+    for (std::size_t round = 0; round < PlayerRoster::maximumPlayers; ++round) {
+        world.join(5).leave(); // without a frame it was never there
+        players.push_back(world.join(5));
         ASSERT_NE(players.back().voice(), nullptr);
     }
+    EXPECT_EQ(soundBegins, 0);
+    EXPECT_THAT(active(), IsEmpty());
     EXPECT_EQ(world.join(99).voice(), nullptr);
     players.front().send(countingFrames(2 * periodFrames));
     players.front().leave();
@@ -71,23 +62,6 @@ TEST_F(PlayerRosterTest, placesAreUsedAgainOnceTheirPlayersHavePlayedOut) {
     EXPECT_EQ(world.join(99).voice(), nullptr);
     advance(1);
     EXPECT_EQ(world.join(99).voice(), players.front().voice());
-}
-
-TEST_F(PlayerRosterTest, aSenderIsAskedForMoreUntilItIsForgotten) {
-    int asked = 0;
-    PlayerVoice* voice = nullptr;
-    world.serverQueue->sync([&] {
-        voice = world.roster->join({}, [&] { ++asked; });
-        voice->fifo().write(countingFrames(PlayerFifo::capacity));
-        world.roster->framesArrived(*voice);
-    });
-    advance(PlayerVoice::refill / periodFrames - 1);
-    EXPECT_EQ(asked, 0);
-    advance(1);
-    EXPECT_EQ(asked, 1);
-    world.serverQueue->sync([&] { world.roster->forget(*voice); });
-    advance(3);
-    EXPECT_EQ(asked, 1);
 }
 
 } // namespace

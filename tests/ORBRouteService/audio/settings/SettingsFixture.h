@@ -3,8 +3,8 @@
 
 #include "platform/dispatch/virtual/VirtualRealm.h"
 #include "platform/foundation/JsonFile.h"
+#include "platform/foundation/TemporaryDirectory.h"
 #include "tests/ORBRouteService/audio/settings/SettingsProcess.h"
-#include "tests/platform/foundation/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 

@@ -8,31 +8,22 @@
 namespace foundation {
 namespace {
 
-constexpr const char* text = "3F2504E0-4F89-41D3-9A0C-0305E82C3301";
-
-TEST(UUIDTest, eitherLetterCaseIsReadAndUpperCaseWritten) {
+TEST(UUIDTest, eitherLetterCaseIsReadUpperCaseWrittenAndNoOtherFormPasses) {
+    const std::string text = "3F2504E0-4F89-41D3-9A0C-0305E82C3301";
     const auto uuid = UUID::fromString("3f2504e0-4f89-41D3-9a0c-0305E82c3301");
     ASSERT_TRUE(uuid);
     EXPECT_EQ(uuid->string(), text);
-    EXPECT_EQ(uuid, UUID::fromString(text));
     EXPECT_EQ(uuid->bytes().front(), 0x3F);
     EXPECT_EQ(uuid->bytes().back(), 0x01);
-}
-
-TEST(UUIDTest, noOtherFormPasses) {
-    std::string wrong = text;
-    for (std::size_t i = 0; i < wrong.size(); ++i) {
+    for (std::size_t i = 0; i < text.size(); ++i) {
         for (const char c : {'-', 'g', '/', ':', '@', '`', '\0', '\xC3', ' '}) {
-            if (c == text[i])
-                continue;
+            std::string wrong = text;
             wrong[i] = c;
-            EXPECT_EQ(UUID::fromString(wrong), std::nullopt) << wrong;
+            EXPECT_EQ(UUID::fromString(wrong).has_value(), c == text[i]) << wrong;
         }
-        wrong[i] = text[i];
     }
-    for (const std::string& form :
-         {std::string(), wrong + "0", wrong.substr(1), "{" + wrong + "}", "{" + wrong.substr(2) + "}",
-          std::string("3F2504E04F8941D39A0C0305E82C3301")})
+    for (const std::string& form : {std::string(), text + "0", text.substr(1), "{" + text + "}",
+                                    std::string("3F2504E04F8941D39A0C0305E82C3301")})
         EXPECT_EQ(UUID::fromString(form), std::nullopt) << form;
 }
 

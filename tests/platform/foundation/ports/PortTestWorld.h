@@ -1,18 +1,16 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/dispatch/real/RealRealm.h"
 #include "platform/dispatch/virtual/VirtualRealm.h"
-#include "platform/foundation/FileDescriptor.h"
+#include "platform/foundation/TemporaryDirectory.h"
 #include "platform/foundation/ports/LocalMessagePort.h"
 #include "platform/foundation/ports/MessageFrames.h"
 #include "platform/foundation/ports/RemoteMessagePort.h"
-#include "tests/platform/foundation/TemporaryDirectory.h"
+#include "tests/support/runUntil.h"
+#include "tests/support/unixSockets.h"
 
-#include <sys/socket.h>
-#include <sys/un.h>
+#include <gmock/gmock.h>
 
-#include <cstring>
 #include <utility>
 #include <vector>
 
@@ -21,19 +19,7 @@ namespace foundation {
 struct RealWorld {
     dispatch::RealRealm realm;
 
-    /// Runs the main queue until `done` holds; false when it does not for half a minute.
-    bool runUntil(const std::function<bool()>& done) {
-        int attempts = 30'000;
-        const std::function<void()> poll = [&] {
-            if (done() || --attempts == 0) {
-                return realm.stop();
-            }
-            realm.mainQueue().asyncAfter(std::chrono::milliseconds(1), [&] { poll(); });
-        };
-        realm.mainQueue().async([&] { poll(); });
-        realm.run();
-        return attempts > 0;
-    }
+    bool runUntil(const std::function<bool()>& done) { return support::runUntil(realm, done); }
 };
 
 struct VirtualWorld {
@@ -45,18 +31,6 @@ struct VirtualWorld {
 };
 
 using Messages = std::vector<std::pair<std::int32_t, std::string>>;
-
-/// Connects without waiting; none when that fails, for the reason in errno.
-inline FileDescriptor connectRaw(const std::string& path) {
-    FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
-    if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-        return {};
-    }
-    return socket;
-}
 
 /// Ports of one runtime directory, on the main queue of one realm.
 template <typename World>
