@@ -65,8 +65,7 @@ void LogJudge::read(lmn::LMNLogLevel level, std::string_view text) {
     } else if (contains(text, "ORBMirrorDevice init: ")) {
         mirrors_.clear(); // a new one may be called like one that has gone
     } else if (contains(text, "Updating render device configuration")) {
-        lastRebuild_ = verdict_.now();
-        sound_.rendererWasReset(latency_); // by a new one in its place
+        judgeRebuild();
     } else if (contains(text, "AVOutputContext devices changed")) {
         for (auto& [description, mirror] : mirrors_) {
             mirror.devicesChanged = true;
@@ -98,6 +97,15 @@ void LogJudge::readMirrorLine(std::string_view line) {
     } else if (contains(line, "New device added - forcing resync") || contains(line, "runner started")) {
         mirror.wantsResync = true;
     }
+}
+
+void LogJudge::judgeRebuild() {
+    lastRebuild_ = verdict_.now();
+    wasRebuiltDuringPlay_ |= isPlaying_;
+    if (lastRebuild_ - lastSettings_ > soon) {
+        verdict_.fail("reset", "the renderer was rebuilt without a cause");
+    }
+    sound_.rendererWasReset(latency_); // by a new one in its place
 }
 
 void LogJudge::judgeReset(Mirror& mirror, std::string_view reason) {

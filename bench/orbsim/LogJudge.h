@@ -16,7 +16,8 @@ namespace orbsim {
 
 /// Reads all that the service logs, and holds it to these rules:
 ///
-///     reset     a reset of the renderer has a reason, and what the reason tells has happened
+///     reset     a reset of the renderer has a reason, and what the reason tells has happened; it is rebuilt
+///               for new settings only
 ///     failure   nothing fails that has no cause in the world
 ///     volume    volumes that nobody touches are not copied to and fro
 ///
@@ -31,6 +32,7 @@ class LogJudge final : public lmn::LMNLogTarget {
     // What the world does, told as it happens.
     void requestWasSent() { lastRequest_ = verdict_.now(); }
     void sourceWasMuted() { lastMute_ = verdict_.now(); }
+    void settingsWereChanged() { lastSettings_ = verdict_.now(); }
     void setPlaying(bool isPlaying) { isPlaying_ = isPlaying; }
     void userPaused() { userHasPaused_ = true; }
     /// The longest latency that has been in force.
@@ -40,6 +42,7 @@ class LogJudge final : public lmn::LMNLogTarget {
 
     std::size_t reconnections() const { return reconnections_; }
     double lastPrompt() const { return lastPrompt_; }
+    bool wasRebuiltDuringPlay() const { return wasRebuiltDuringPlay_; }
     std::size_t lostMessages() const { return lostMessages_; }
 
     /// Whether the output of that description had its volume settled with its device's when it joined. Those
@@ -61,6 +64,7 @@ class LogJudge final : public lmn::LMNLogTarget {
 
     void read(lmn::LMNLogLevel level, std::string_view text);
     void readMirrorLine(std::string_view line);
+    void judgeRebuild();
     void judgeReset(Mirror& mirror, std::string_view reason);
     bool isAllowed(Mirror& mirror, std::string_view reason) const;
     void judgeFailure(std::string_view text);
@@ -71,7 +75,9 @@ class LogJudge final : public lmn::LMNLogTarget {
     std::map<std::string, Mirror, std::less<>> mirrors_; // by their description in the log
     double lastRequest_ = -1e9;
     double lastMute_ = -1e9;
+    double lastSettings_ = 0; // the launch reads them
     double lastRebuild_ = -1e9;
+    bool wasRebuiltDuringPlay_ = false;
     double lastSessionEnd_ = -1e9;
     double lastPrompt_ = -1e9;
     double latency_ = 2;

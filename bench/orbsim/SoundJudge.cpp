@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace orbsim {
 namespace {
@@ -16,14 +17,32 @@ constexpr double slack = 1.5;
 
 airplay::FrameObservers SoundJudge::observers() {
     return [this](const std::string& identifier) -> airplay::FrameObserver {
-        auto& ear = ears_[identifier];
-        if (!ear) {
-            ear = std::make_unique<Ear>(Ear{.receiver = identifier});
-        }
-        return [this, &hearing = *ear](std::span<const float> frames, airplay::FrameIndex first) {
-            hear(hearing, frames, first);
+        return [this, &ear = earOf(identifier)](std::span<const float> frames, airplay::FrameIndex first) {
+            hear(ear, frames, first);
         };
     };
+}
+
+SoundJudge::Ear& SoundJudge::earOf(const std::string& receiver) {
+    auto& ear = ears_[receiver];
+    if (!ear) {
+        ear = std::make_unique<Ear>(Ear{.receiver = receiver});
+    }
+    return *ear;
+}
+
+void SoundJudge::setConnected(const std::set<std::string>& receivers) {
+    for (const auto& [receiver, ear] : ears_) {
+        const bool wasConnected = std::exchange(ear->isConnected, receivers.contains(receiver));
+        if (ear->isConnected && !wasConnected) {
+            ear->cameAt = verdict_.now();
+        }
+    }
+}
+
+double SoundJudge::lastHeardAt(const std::string& receiver) const {
+    const auto ear = ears_.find(receiver);
+    return ear != ears_.end() ? ear->second->endedAt : 0;
 }
 
 void SoundJudge::playerEnded(std::int64_t last) {
@@ -42,9 +61,6 @@ void SoundJudge::rendererWasReset(double latency) {
 
 void SoundJudge::hear(Ear& ear, std::span<const float> frames, airplay::FrameIndex first) {
     compare(ear, frames, first);
-    if (first != ear.playedTo) {
-        ear.cameAt = verdict_.now();
-    }
     for (std::size_t frame = 0; frame < frames.size() / 2; ++frame) {
         const auto number = static_cast<std::int64_t>(frames[2 * frame]);
         if (number == 0) {
@@ -61,7 +77,6 @@ void SoundJudge::hear(Ear& ear, std::span<const float> frames, airplay::FrameInd
         lastHeard_ = number;
         lastHeardAt_ = ear.endedAt;
     }
-    ear.playedTo = first + static_cast<airplay::FrameIndex>(frames.size() / 2);
 }
 
 void SoundJudge::compare(const Ear& ear, std::span<const float> frames, airplay::FrameIndex first) {
@@ -69,6 +84,8 @@ void SoundJudge::compare(const Ear& ear, std::span<const float> frames, airplay:
         block_ = {first, {frames.begin(), frames.end()}};
     } else if (!std::ranges::equal(frames, block_.frames)) {
         verdict_.fail("agreement", fmt::format("{} plays something else at frame {}", ear.receiver, first));
+    } else {
+        hasHeardTwo_ = true;
     }
 }
 
@@ -79,7 +96,7 @@ void SoundJudge::judgeBreak(const Ear& ear, std::int64_t number, airplay::FrameI
         verdict_.fail("order", where);
         return;
     }
-    const bool isExplained = wasResetBetween(ear.endedAt, verdict_.now()) || ear.cameAt > ear.endedAt;
+    const bool isExplained = wasResetBetween(ear.endedAt, verdict_.now()) || ear.cameAt >= ear.endedAt;
     if (mayPauseBetween(ear.number, number) || isExplained) {
         return;
     }

@@ -10,7 +10,8 @@
 #include <deque>
 #include <map>
 #include <memory>
-#include <optional>
+#include <set>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -30,7 +31,8 @@ struct PlayedSound {
 ///     agreement   at any frame of the time line all connected receivers play the same
 ///     order       no frame of a player is heard twice or after a later one
 ///     gap         between two frames that follow each other nothing is inserted, unless the player paused
-///     loss        nothing is lost, unless the renderer was reset for it with a reason, or the receiver came
+///     loss        nothing is lost, unless the renderer was reset for it with a reason, or the receiver was not
+///                 connected all the time
 ///
 /// Keeps the places where sound breaks off and goes on, not the sound. On the playout queue of a virtual
 /// realm, whose thread owns it.
@@ -40,6 +42,9 @@ class SoundJudge {
 
     /// For the receivers of a service, which go first.
     airplay::FrameObservers observers();
+
+    /// Those that are connected from now on, by their identifiers.
+    void setConnected(const std::set<std::string>& receivers);
 
     void playerBegan(const PlayedSound& sound) { played_.push_back(sound); }
     /// The last player has sent no more than up to this one.
@@ -51,6 +56,10 @@ class SoundJudge {
     /// The number heard last on any receiver, and when; 0: none.
     std::int64_t lastHeard() const { return lastHeard_; }
     double lastHeardAt() const { return lastHeardAt_; }
+    double lastHeardAt(const std::string& receiver) const;
+
+    /// Whether two receivers have played the same at the same time.
+    bool hasHeardTwo() const { return hasHeardTwo_; }
 
     std::int64_t framesHeard() const { return framesHeard_; }
     std::int64_t resets() const { return resetCount_; }
@@ -61,11 +70,11 @@ class SoundJudge {
   private:
     struct Ear {
         std::string receiver;
-        airplay::FrameIndex playedTo = 0; // by calls, whatever they brought
-        double cameAt = 0;                // when the calls began, without a hole since
-        std::int64_t number = 0;          // of the last frame that carried one
-        airplay::FrameIndex end = 0;      // after that frame
-        double endedAt = 0;               // when it was played
+        bool isConnected = false;
+        double cameAt = 0;           // when it was connected last
+        std::int64_t number = 0;     // of the last frame that carried one
+        airplay::FrameIndex end = 0; // after that frame
+        double endedAt = 0;          // when it was played
     };
 
     struct Reset {
@@ -78,6 +87,7 @@ class SoundJudge {
         std::vector<float> frames;
     };
 
+    Ear& earOf(const std::string& receiver);
     void hear(Ear& ear, std::span<const float> frames, airplay::FrameIndex first);
     void compare(const Ear& ear, std::span<const float> frames, airplay::FrameIndex first);
     void judgeBreak(const Ear& ear, std::int64_t number, airplay::FrameIndex at);
@@ -91,6 +101,7 @@ class SoundJudge {
     Block block_; // the one that was played last
     std::int64_t lastHeard_ = 0;
     double lastHeardAt_ = 0;
+    bool hasHeardTwo_ = false;
     std::int64_t framesHeard_ = 0;
     std::int64_t resetCount_ = 0;
 };
