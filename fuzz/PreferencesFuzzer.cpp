@@ -2,8 +2,8 @@
 // A preferences file of any content: reading never fails, a write keeps what it does not know, loses no
 // damaged file, and reads back; values convert to finite numbers that agree with each other.
 #include "fuzz/Fuzzing.h"
-#include "fuzz/ScratchDirectory.h"
 #include "platform/foundation/PreferenceFile.h"
+#include "platform/foundation/TemporaryDirectory.h"
 
 #include <cmath>
 
@@ -35,10 +35,11 @@ PreferenceChanges changesFor(const boost::json::object& content, std::string_vie
 } // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const fuzz::ScratchDirectory directory;
+    static const TemporaryDirectory directory;
     const std::string_view text = fuzz::textOf(data, size);
-    const auto path = directory.write("suite.json", text);
-    const auto aside = directory.path() / "suite.json.damaged-1";
+    const auto path = directory / "suite.json";
+    const auto aside = directory / "suite.json.damaged-1";
+    writeFile(path, std::string(text));
     PreferenceFile file(path, "suite", [](const std::string&) {});
 
     const boost::json::object content = file.read();
@@ -54,7 +55,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     ORB_CHECK(!written || *written == expected, "written is not what was changed");
     ORB_CHECK(file.read() == (written ? expected : content), "what was written does not read back");
     if (std::filesystem::exists(aside)) {
-        ORB_CHECK(fuzz::ScratchDirectory::read(aside) == text, "the damaged file was changed");
+        ORB_CHECK(readFile(aside) == text, "the damaged file was changed");
         std::filesystem::remove(aside);
     }
     return 0;

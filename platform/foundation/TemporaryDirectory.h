@@ -10,7 +10,7 @@
 
 namespace foundation {
 
-/// A directory of a test's or simulation's own, mode 0700, gone with it. Its path is longer than a socket's
+/// A directory of a check's own, below TMPDIR, mode 0700, gone with it. Its path is longer than a socket's
 /// address can be.
 class TemporaryDirectory {
   public:
