@@ -46,6 +46,9 @@ class Campaign {
             static_cast<double>(total_.framesHeard) / orb::ORBManager::renderSampleRate / 3600,
             total_.requests, total_.resets, dispatch::toSeconds(realm_.clock().now() - start),
             failures_ == 0 ? "all rules hold" : fmt::format("{} failed", failures_));
+        for (const auto& [what, worlds] : total_.worldsWith) {
+            fmt::print("{:5} worlds with {}\n", worlds, what);
+        }
         return failures_ == 0 ? 0 : 1;
     }
 

@@ -55,6 +55,7 @@ std::optional<Violation> Simulation::run() {
         [this] { return dispatch::toNanoseconds(std::exchange(wakeDelay_, 0)); });
     makeDevices();
     service_->launch({"/bin/service", service_->config().argument()});
+    watchReceivers();
     service_->onMain([&] { service_->system->publishNowPlaying(*service_->service->contextDevice()); });
     advance(world_.parentArrives);
     judgeArrival();
@@ -68,10 +69,10 @@ std::optional<Violation> Simulation::run() {
         runFinale(); // the same once more takes no more
         judgeLeftOvers({.timers = before.timers, .memory = memory});
     }
-    figures_ = {.seconds = verdict_.now(),
-                .framesHeard = sound_.framesHeard(),
-                .requests = parent_ ? static_cast<std::int64_t>(parent_->requests().size()) : 0,
-                .resets = sound_.resets()};
+    figures_.seconds = verdict_.now();
+    figures_.framesHeard = sound_.framesHeard();
+    figures_.requests = parent_ ? static_cast<std::int64_t>(parent_->requests().size()) : 0;
+    figures_.resets = sound_.resets();
     if (!isOver()) {
         takeDown();
     }
@@ -79,10 +80,24 @@ std::optional<Violation> Simulation::run() {
 }
 
 void Simulation::takeDown() {
+    receivers_.cancel();
     player_.reset();
     parent_.reset();
     devices_.clear();
     service_.reset();
+}
+
+/// The judge of the sound is told at once, before anything is played to a receiver that has come.
+void Simulation::watchReceivers() {
+    receivers_ = service_->system->notifications().observe(
+        avfoundation::AVOutputContextOutputDevicesDidChangeNotification, nullptr, nullptr,
+        [this](const foundation::Notification&) {
+            std::set<std::string> connected;
+            for (const auto& output : service_->service->context()->outputDevices()) {
+                connected.insert(output->ID());
+            }
+            sound_.setConnected(connected);
+        });
 }
 
 void Simulation::runEvents() {
@@ -99,6 +114,18 @@ void Simulation::runEvents() {
     runUntilAnswered();
     advance(settling);
     judgeRouted();
+    noteSights();
+}
+
+/// What this world had before all was made well: a campaign tells in how many worlds its rules were tried.
+void Simulation::noteSights() {
+    figures_.worldsWith = {{"sound", sound_.framesHeard() > 0},
+                           {"two receivers in step", sound_.hasHeardTwo()},
+                           {"a receiver lost", hasLostOne_},
+                           {"a question", log_.lastPrompt() > 0},
+                           {"a reconnection", log_.reconnections() > 0},
+                           {"a message lost", log_.lostMessages() > 0},
+                           {"the renderer rebuilt during play", log_.wasRebuiltDuringPlay()}};
 }
 
 /// All receivers are well again, and one is asked for: now everything has to work.
@@ -109,7 +136,7 @@ void Simulation::runFinale() {
     narrator_(fmt::format("{:10.4f} all is well", verdict_.now()));
     perform(StopPlayer{});
     perform(MuteSource{false});
-    perform(UserPlays{false});
+    perform(UserPlays{true});
     std::ranges::fill(entries_, std::nullopt);
     writeReceivers();
     advance(1);
@@ -139,7 +166,11 @@ void Simulation::runFinale() {
     const std::int64_t frames = framesOf(8);
     start(PlayerScript(PlayerScript::Side::both, nextNumber_).sound(frames).silence(framesOf(latency_ + 3)),
           {.first = nextNumber_, .last = nextNumber_ + frames - 1});
-    advance(8 + latency_ + 3);
+    advance(4);
+    if (!isOver() && !isShownAsPlaying()) {
+        verdict_.fail("playing", "not shown as playing while the sound is heard");
+    }
+    advance(4 + latency_ + 3);
     if (!isOver() && sound_.lastHeard() != nextNumber_ - 1) {
         verdict_.fail("service",
                       fmt::format("played up to {}, heard up to {}", nextNumber_ - 1, sound_.lastHeard()));
@@ -227,6 +258,7 @@ void Simulation::perform(const SetLatency& set) { changeSettings(set.seconds); }
 void Simulation::perform(const ResetSettings&) { changeSettings(std::nullopt); }
 
 void Simulation::changeSettings(std::optional<double> latency) {
+    log_.settingsWereChanged();
     service_->onMain([&] {
         orb::ORBManager& manager = service_->system->manager();
         if (latency) {
@@ -401,6 +433,7 @@ void Simulation::noteRouted() {
         const auto now = outputs.find(device);
         if (now == outputs.end()) {
             partlyLost_.erase(device);
+            hasLostOne_ |= parent_ && parent_->isWanted(device);
         } else if (now->second < count) {
             partlyLost_.insert(device);
         }
@@ -442,11 +475,17 @@ void Simulation::judgeHeard() {
     const double since = std::max({lastDisturbance_, routedSince_, sound_.lastReset()});
     const bool plays = player_ && player_->isPlaying() && playsSteadily_;
     const bool isMuted = service_->service->contextDevice()->isMuted().get();
-    if (plays && !isMuted && !routed_.empty() && verdict_.now() - since > quiet &&
-        verdict_.now() - sound_.lastHeardAt() > 1.7) {
-        verdict_.fail("heard", fmt::format("{:.1f} s of sound are not heard on [{}]", verdict_.now() - since,
-                                           fmt::join(routed_, ", ")));
+    if (!plays || isMuted || verdict_.now() - since <= quiet) {
+        return;
     }
+    realm_.mainQueue().sync([&] {
+        for (const auto& output : service_->service->context()->outputDevices()) {
+            if (verdict_.now() - sound_.lastHeardAt(output->ID()) > 1.7) {
+                verdict_.fail("heard", fmt::format("{:.1f} s of sound are not heard on {}",
+                                                   verdict_.now() - since, output->description()));
+            }
+        }
+    });
 }
 
 void Simulation::judgeVolumes() {
@@ -514,16 +553,16 @@ void Simulation::judgeLeftOvers(const Rest& before) {
     if (!left.empty()) {
         verdict_.fail("rest", fmt::format("left over: {}", fmt::join(left, ", ")));
     }
-    judgeShown();
+    if (isShownAsPlaying()) {
+        verdict_.fail("playing", "shown as playing long after the sound ended");
+    }
 }
 
-void Simulation::judgeShown() {
+bool Simulation::isShownAsPlaying() const {
     const foundation::JsonFile file(service_->service->contextDevice()->directory().path() /
                                     "now-playing.json");
     const auto shown = file.read();
-    if (shown && shown->at("playbackState") == "playing") {
-        verdict_.fail("playing", "shown as playing long after the sound ended");
-    }
+    return shown && shown->at("playbackState") == "playing";
 }
 
 } // namespace orbsim

@@ -30,13 +30,15 @@ namespace orbsim {
 ///
 /// Judges all the time; besides the rules of its judges it holds the service to these:
 ///
-///     heard     what plays is heard, where something is routed
+///     heard     what plays is heard on every receiver that is connected
 ///     routed    at rest what is routed is what was asked for, or the parent was told why not
 ///     service   receivers that are well are routed when they are asked for, and play
 ///     volume    at rest both sides of a connected device have the same volume
-///     playing   what is shown as playing ends with the sound
+///     playing   what the user plays is shown as playing with its sound, and no longer
 ///     rest      no timer, window, alert or update is left, and no more memory than before
 ///     end       the service ends when its parent does or does not come, and only then
+///
+/// A world whose process does not come to its own end breaks the rule `process`.
 ///
 /// A run is the same each time, since the world holds all that is drawn. A service that comes to rest is
 /// taken down in order. Any other would have ended with its process, and must end with this one: a simulation
@@ -106,12 +108,14 @@ class Simulation {
     void judgeVolumes();
     void judgeRouted();
     void judgeLeftOvers(const Rest& before);
-    void judgeShown();
+    bool isShownAsPlaying() const;
     bool isBusy() const; // with requests, or an update of its own
     bool isAtRest() const;
     Rest rest() const;
 
+    void watchReceivers();
     void noteRouted();
+    void noteSights();
     std::vector<std::string> routedList() const; // a UID for each output device
     UIDs routedUIDs() const;
 
@@ -138,6 +142,7 @@ class Simulation {
     double wakeDelay_ = 0;                              // of the next cycle, s
     std::vector<std::optional<ReceiverEntry>> entries_; // as they are now; nullopt: not there
     std::optional<SimulatedService> service_;
+    foundation::Subscription receivers_; // to the coming and going of those that are connected
     std::vector<std::shared_ptr<lmn::LMNDevice>> devices_; // by the receivers that they stand for
     std::optional<WireParent> parent_;
     std::size_t lostMessages_ = 0; // as far as the parent was told
@@ -154,6 +159,7 @@ class Simulation {
     std::map<std::string, std::size_t> outputs_; // how many, by the UIDs of their devices
     UIDs routed_;
     UIDs partlyLost_; // groups of which a member went: what is said of the others does not count
+    bool hasLostOne_ = false;
     double routedSince_ = 0;
     double lastVolumeTouch_ = 0;
     Figures figures_;

@@ -75,7 +75,6 @@ void SoundJudge::hear(Ear& ear, std::span<const float> frames, airplay::FrameInd
         ear.endedAt = verdict_.now();
         ++framesHeard_;
         lastHeard_ = number;
-        lastHeardAt_ = ear.endedAt;
     }
 }
 

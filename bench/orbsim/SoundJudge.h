@@ -31,8 +31,8 @@ struct PlayedSound {
 ///     agreement   at any frame of the time line all connected receivers play the same
 ///     order       no frame of a player is heard twice or after a later one
 ///     gap         between two frames that follow each other nothing is inserted, unless the player paused
-///     loss        nothing is lost, unless the renderer was reset for it with a reason, or the receiver was not
-///                 connected all the time
+///     loss        nothing is lost, unless the renderer was reset for it with a reason, or the receiver was
+///                 not connected all the time
 ///
 /// Keeps the places where sound breaks off and goes on, not the sound. On the playout queue of a virtual
 /// realm, whose thread owns it.
@@ -53,9 +53,9 @@ class SoundJudge {
     /// The renderer was reset; its sound may be lost, `latency` s of it.
     void rendererWasReset(double latency);
 
-    /// The number heard last on any receiver, and when; 0: none.
+    /// The number heard last on any receiver; 0: none.
     std::int64_t lastHeard() const { return lastHeard_; }
-    double lastHeardAt() const { return lastHeardAt_; }
+    /// When a frame was heard last on this one; 0: never.
     double lastHeardAt(const std::string& receiver) const;
 
     /// Whether two receivers have played the same at the same time.
@@ -100,7 +100,6 @@ class SoundJudge {
     std::deque<Reset> resets_;
     Block block_; // the one that was played last
     std::int64_t lastHeard_ = 0;
-    double lastHeardAt_ = 0;
     bool hasHeardTwo_ = false;
     std::int64_t framesHeard_ = 0;
     std::int64_t resetCount_ = 0;

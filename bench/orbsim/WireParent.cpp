@@ -23,14 +23,20 @@
 namespace orbsim {
 namespace {
 
-// The longest that an update may take: the picker's coming; for each device its check box, the connection
-// with three questions that are answered late, and its name; the context's own device.
+// The longest that an update may take: the picker's coming; for each device that is asked for its check box,
+// the connection with three questions that are answered late, and its name; for each other device that it is
+// gone; the context's own device.
 constexpr double pickerBound = 10.0;
 constexpr double deviceBound = 5.1 + 20.5 + 36 + 2.5 + 5.1;
 constexpr double surplusBound = 2.1;
 constexpr double contextBound = 10.1;
 constexpr double slotBound = 0.2;
 constexpr std::size_t mostDevices = 4;
+
+double boundOfUpdate(std::size_t devices) {
+    return pickerBound + static_cast<double>(devices) * deviceBound + mostDevices * surplusBound +
+           contextBound + slotBound;
+}
 
 void report(const std::string& line) { lmn::LMNLog(4, line + "\n"); }
 
@@ -84,8 +90,10 @@ void WireParent::ask(const std::set<orb::LMNDeviceCodable>& devices) {
         for (const auto& device : devices) {
             request.devices.insert(deviceUIDOf(device));
         }
-        request.ahead =
-            static_cast<std::size_t>(std::ranges::count(requests_, std::size_t{0}, &Request::answers));
+        request.bound = boundOfUpdate(devices.size());
+        for (const Request& ahead : requests_) {
+            request.bound += ahead.answers == 0 ? boundOfUpdate(ahead.devices.size()) : 0;
+        }
         requests_.push_back(std::move(request));
         lost_.clear();
     });
@@ -160,15 +168,11 @@ void WireParent::takeNotice(const orb::ORBServiceToAppMessage& notice) {
     }
 }
 
-double WireParent::boundOf(const Request& request, std::size_t reconnections) const {
-    const double update = pickerBound + mostDevices * (deviceBound + surplusBound) + contextBound + slotBound;
-    return static_cast<double>(request.ahead + 1 + reconnections) * update;
-}
-
 void WireParent::judgeAnswers(std::size_t reconnections, double lastPrompt) {
+    const double reconnecting = static_cast<double>(reconnections) * boundOfUpdate(mostDevices);
     for (const Request& request : requests_) {
         if (isAwaited(request) &&
-            verdict_.now() > std::max(request.asked, lastPrompt) + boundOf(request, reconnections)) {
+            verdict_.now() > std::max(request.asked, lastPrompt) + request.bound + reconnecting) {
             verdict_.fail("answer", fmt::format("no answer to the request of {:.3f} s", request.asked));
         }
     }

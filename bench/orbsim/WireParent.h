@@ -31,8 +31,8 @@ class WireParent {
     struct Request {
         foundation::UUID uuid;
         std::set<std::string> devices{};
-        double asked = 0;      // s since the launch
-        std::size_t ahead = 0; // requests that were to be answered before
+        double asked = 0; // s since the launch
+        double bound = 0; // s from then to its answer, with those that were asked before
         std::size_t answers = 0;
         bool mayBeLost = false;                        // the answer: something of that time was
         std::optional<std::set<std::string>> routed{}; // of its answer; nullopt: an error, or none yet
@@ -65,6 +65,10 @@ class WireParent {
     bool isWaiting() const;
     /// Whether something said since the last request tells that this device is not connected.
     bool wasToldOfLossOf(const std::string& device) const { return lost_.contains(device); }
+    /// Whether the last request asks for it.
+    bool isWanted(const std::string& device) const {
+        return !requests_.empty() && requests_.back().devices.contains(device);
+    }
     /// Devices that are connected by what was said.
     const std::set<std::string>& connected() const { return connected_; }
 
@@ -73,7 +77,6 @@ class WireParent {
     void takeNotice(const orb::ORBServiceToAppMessage& notice);
     void takeAnswer(Request& request, const foundation::Data& payload);
     bool connect();
-    double boundOf(const Request& request, std::size_t reconnections) const;
 
     dispatch::VirtualRealm& realm_;
     const foundation::RuntimeDirectory& runtimeDirectory_;

@@ -18,12 +18,13 @@ class Draw {
     explicit Draw(std::uint64_t seed) : random_(seed) {}
 
     World world() {
-        World world{.isGrouped = oneIn(3),
+        World world{.isGrouped = oneIn(2),
                     .parentArrives = oneIn(40) ? 31 : of({0, 0, 0.4, 3, 25}),
                     .timerLateness = of({1e-5, 1e-5, 1e-4, 1e-3}),
                     .receivers = {},
                     .events = {}};
         isGrouped_ = world.isGrouped;
+        areWell_ = oneIn(3);
         count_ = 1 + below(static_cast<int>(names.size()));
         for (int number = 0; number < count_; ++number) {
             world.receivers.push_back(receiver(number));
@@ -34,8 +35,10 @@ class Draw {
             world.events.push_back({0, play()});
             world.events.push_back({0, ask()});
         }
+        // In some, one thing follows the other; in the rest there is time to play.
+        const bool isHasty = oneIn(2);
         for (int count = 3 + below(20); count > 0; --count) {
-            at += of({0, 0.05, 0.3, 1, 4, 12});
+            at += isHasty ? of({0, 0.05, 0.3, 1, 4, 12}) : of({1, 4, 12, 12});
             world.events.push_back({at, action()});
         }
         return world;
@@ -55,10 +58,10 @@ class Draw {
         // Seldom two of one name, of which the picker's first row is the one that is tried.
         const auto name = oneIn(12) ? names.front() : names.at(static_cast<std::size_t>(number));
         ReceiverEntry entry{{"name", name}, {"id", address}};
-        entry["txt"] = isGrouped_ && oneIn(2)
+        entry["txt"] = isGrouped_ && !oneIn(4)
                            ? boost::json::object{{"deviceid", address}, {"gid", "G"}, {"tsid", "T"}}
                            : boost::json::object{{"deviceid", address}};
-        return behaving(std::move(entry));
+        return areWell_ ? entry : behaving(std::move(entry));
     }
 
     ReceiverEntry behaving(ReceiverEntry entry) {
@@ -194,6 +197,7 @@ class Draw {
 
     std::mt19937_64 random_;
     bool isGrouped_ = false;
+    bool areWell_ = false; // the receivers, at first
     int count_ = 0;
     std::vector<ReceiverEntry> entries_;
 };

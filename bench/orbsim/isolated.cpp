@@ -21,7 +21,8 @@ template <>
 struct foundation::Coding<orbsim::Figures> : foundation::StructCoding<orbsim::Figures> {
     static constexpr std::tuple fields{
         Field{"seconds", &orbsim::Figures::seconds}, Field{"framesHeard", &orbsim::Figures::framesHeard},
-        Field{"requests", &orbsim::Figures::requests}, Field{"resets", &orbsim::Figures::resets}};
+        Field{"requests", &orbsim::Figures::requests}, Field{"resets", &orbsim::Figures::resets},
+        Field{"worldsWith", &orbsim::Figures::worldsWith}};
 };
 
 template <>
@@ -81,6 +82,9 @@ void Figures::add(const Figures& other) {
     framesHeard += other.framesHeard;
     requests += other.requests;
     resets += other.resets;
+    for (const auto& [what, worlds] : other.worldsWith) {
+        worldsWith[what] += worlds;
+    }
 }
 
 IsolatedRun::IsolatedRun(const World& world, const std::filesystem::path& recording) {

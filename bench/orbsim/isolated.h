@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <map>
 #include <optional>
 #include <string>
 
@@ -19,6 +20,7 @@ struct Figures {
     std::int64_t framesHeard = 0;
     std::int64_t requests = 0;
     std::int64_t resets = 0;
+    std::map<std::string, std::int64_t> worldsWith{}; // how many worlds had this, before all was made well
 
     void add(const Figures& other);
 };

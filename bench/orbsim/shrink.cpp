@@ -7,6 +7,23 @@
 namespace orbsim {
 namespace {
 
+/// Of timers in a world where they matter least, s.
+constexpr double leastLateness = 1e-5;
+
+bool names(const Action& action, std::int32_t receiver) {
+    return std::visit(
+        [&](const auto& done) {
+            if constexpr (requires { done.receivers; }) {
+                return std::ranges::find(done.receivers, receiver) != done.receivers.end();
+            } else if constexpr (requires { done.receiver; }) {
+                return done.receiver == receiver;
+            } else {
+                return false;
+            }
+        },
+        action);
+}
+
 class Shrinking {
   public:
     Shrinking(World world, const std::function<bool(const World&)>& stillFails, std::size_t attempts)
@@ -16,7 +33,9 @@ class Shrinking {
         for (std::size_t size = std::max<std::size_t>(1, world_.events.size() / 2); size > 0; size /= 2) {
             leaveOutEvents(size);
         }
+        leaveOutReceivers();
         calmReceivers();
+        calmWorld();
         return std::move(world_);
     }
 
@@ -43,6 +62,32 @@ class Shrinking {
                 begin += size;
             }
         }
+    }
+
+    /// From the end, as events tell receivers by their places; the first one is needed by every world.
+    void leaveOutReceivers() {
+        while (world_.receivers.size() > 1) {
+            const auto last = static_cast<std::int32_t>(world_.receivers.size() - 1);
+            World smaller = world_;
+            smaller.receivers.pop_back();
+            const bool isNamed = std::ranges::any_of(
+                world_.events, [&](const Event& event) { return names(event.action, last); });
+            if (isNamed || !accept(std::move(smaller))) {
+                return;
+            }
+        }
+    }
+
+    void calmWorld() {
+        World calmer = world_;
+        calmer.isGrouped = false;
+        accept(calmer);
+        calmer = world_;
+        calmer.parentArrives = 0;
+        accept(calmer);
+        calmer = world_;
+        calmer.timerLateness = leastLateness;
+        accept(std::move(calmer));
     }
 
     void calmReceivers() {

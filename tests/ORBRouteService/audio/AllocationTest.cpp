@@ -22,38 +22,18 @@ struct Allocations {
     std::vector<std::uint64_t> chunk;
 };
 
-/// Drives a mirror device's IO by hand; with threads, as virtual time hands work over by other means.
-class HandDrivenIO {
-  public:
-    explicit HandDrivenIO(ORBMirrorDevice& mirror)
-        : mirror_(mirror), context_(mirror.createIOContext(mirror.deviceTap(), mirror.deviceTap().config())) {
-        std::fill_n(buffer_.samples(), 2 * cycleFrames, 0.5F);
+/// Drives IO; with threads, as virtual time hands work over by other means.
+void run(HandDrivenIO& io, std::int64_t cycles, Allocations& allocations) {
+    for (std::int64_t cycle = 1; cycle <= cycles; ++cycle) {
+        const std::uint64_t before = support::allocationsOfThisThread();
+        io.capture();
+        const std::uint64_t between = support::allocationsOfThisThread();
+        io.render();
+        const std::uint64_t after = support::allocationsOfThisThread();
+        allocations.none.push_back(between - before);
+        (cycle % cyclesPerChunk == 0 ? allocations.chunk : allocations.none).push_back(after - between);
     }
-
-    void silence() { buffer_.mute(); }
-
-    /// The chunk that is gathered begins with the next cycle.
-    void beginChunk() { gathered_ = 0; }
-
-    void run(std::int64_t cycles, Allocations& allocations) {
-        for (std::int64_t cycle = 0; cycle < cycles; ++cycle) {
-            const std::uint64_t before = support::allocationsOfThisThread();
-            context_->processIO(buffer_);
-            const std::uint64_t between = support::allocationsOfThisThread();
-            mirror_.performIOCycle(mirror_.runner(), 0);
-            const std::uint64_t after = support::allocationsOfThisThread();
-            allocations.none.push_back(between - before);
-            const bool completes = ++gathered_ % cyclesPerChunk == 0;
-            (completes ? allocations.chunk : allocations.none).push_back(after - between);
-        }
-    }
-
-  private:
-    ORBMirrorDevice& mirror_;
-    const std::shared_ptr<lmn::LMNTapIOContext> context_;
-    lmn::LMNBuffer buffer_{2, cycleFrames, rate};
-    std::int64_t gathered_ = 0;
-};
+}
 
 /// The empty block buffer, the full one, its bytes, and the sample buffer.
 constexpr std::uint64_t perChunk = 4;
@@ -67,14 +47,12 @@ TEST(AllocationTest, aTapCallbackOrAnIOCycleAllocatesMoreThanAChunksSampleBuffer
         const DroppedLog log;
         world->connect({0});
         HandDrivenIO io(world->mirror());
-        io.run(ORBMirrorDevice::warmupCycles, warmUp);
-        io.beginChunk();
-        io.run(4 * cyclesPerChunk, steady);
+        run(io, ORBMirrorDevice::warmupCycles, warmUp);
+        run(io, 4 * cyclesPerChunk, steady);
         world->mirror().resetRendererState(ORBMirrorDevice::Flush::yes, "by hand");
-        io.beginChunk();
-        io.run(2 * cyclesPerChunk, resynchronising);
+        run(io, 2 * cyclesPerChunk, resynchronising);
         io.silence();
-        io.run(400, silent); // to the stop and beyond
+        run(io, 400, silent); // to the stop and beyond
         world->mirror().stop("the end");
         realm.stop();
     });

@@ -60,42 +60,30 @@ TEST(FirstSoundLineTest, saysSomethingElseThanWhenTheFirstChunkIsHeard) {
                                 LogNumber{chunkSeconds})));
 }
 
-class WarmUpTest : public testing::TestWithParam<int> {};
+/// Receivers that are connected one after the other, and for how many cycles.
+using Before = std::vector<std::pair<std::vector<std::size_t>, std::int64_t>>;
 
-TEST_P(WarmUpTest, soundIsRenderedWithoutDevicesOrAfterOtherThanTenCyclesWithThem) {
+class WarmUpTest : public testing::TestWithParam<Before> {};
+
+TEST_P(WarmUpTest, soundIsRenderedOtherThanTenCyclesAfterTheLastChangeOfTheDevices) {
     VirtualMirrorWorld world;
     world.play(PlayerScript().sound(60 * 44100));
-    const std::int64_t before = GetParam();
-    world.runCycles(before);
+    std::int64_t skipped = ORBMirrorDevice::warmupCycles;
+    for (const auto& [receivers, cycles] : GetParam()) {
+        world.connect(receivers);
+        world.runCycles(cycles);
+        skipped += cycles;
+    }
     EXPECT_TRUE(world.enqueued().empty());
-    world.connect({0, 1});
-    // The tenth cycle is still skipped: a chunk is full only sixteen cycles after it.
-    world.runCycles(ORBMirrorDevice::warmupCycles + cyclesPerChunk - 1);
-    EXPECT_TRUE(world.enqueued().empty());
-    world.runCycles(1);
-    EXPECT_EQ(world.enqueued().size(), 1U);
-
+    world.connect({0, 2});
     world.run(4);
     const auto heard = stretchesOf(world.heard());
     ASSERT_EQ(heard.size(), 1U);
-    EXPECT_EQ(heard[0].number, (before + ORBMirrorDevice::warmupCycles) * cycleFrames + 1);
+    EXPECT_EQ(heard[0].number, skipped * cycleFrames + 1);
 }
 
-INSTANTIATE_TEST_SUITE_P(CyclesWithoutDevices, WarmUpTest, testing::Values(1, 10, 11, 200));
-
-TEST(WarmUpInterruptedTest, cyclesBeforeAChangeOfTheDevicesCountForTheWarmUpAfterIt) {
-    VirtualMirrorWorld world;
-    world.connect({0, 1});
-    world.play(PlayerScript().sound(60 * 44100));
-    world.runCycles(9);
-    world.connect({0});
-    world.runCycles(9);
-    world.connect({0, 2});
-    world.run(4);
-    const auto heard = stretchesOf(world.heard(0));
-    ASSERT_EQ(heard.size(), 1U);
-    EXPECT_EQ(heard[0].number, 28 * cycleFrames + 1);
-}
+INSTANTIATE_TEST_SUITE_P(Changes, WarmUpTest,
+                         testing::Values(Before{{{}, 1}}, Before{{{}, 200}}, Before{{{0, 1}, 9}, {{0}, 9}}));
 
 TEST(ExcludedProcessTest, whatTheServiceItselfPlaysIsCaptured) {
     VirtualMirrorWorld world;

@@ -66,7 +66,6 @@ class MirrorWorld {
     std::shared_ptr<ORBMirrorDevice>& mirrorReference() { return mirror_; }
     lmn::LMNDevice& device() { return *device_; }
     ORBManager& manager() { return *settings_.manager; }
-    TapIOActivity& tapActivity() { return *tapActivity_; }
     lmn::LMNSystem& lmn() { return lmn_; }
 
     /// The virtual device that stands for a receiver.
@@ -147,6 +146,30 @@ class MirrorWorld {
     std::function<void()> nextFeeding_;
     dispatch::Nanoseconds nextWakeDelay_{};
     int reviews_ = 0;
+};
+
+/// IO of a mirror device, driven by hand: cycles of sound.
+class HandDrivenIO {
+  public:
+    explicit HandDrivenIO(ORBMirrorDevice& mirror)
+        : mirror_(mirror), context_(mirror.createIOContext(mirror.deviceTap(), mirror.deviceTap().config())) {
+        std::fill_n(buffer_.samples(), 2 * cycleFrames, 0.5F);
+    }
+
+    void silence() { buffer_.mute(); }
+    void capture() { context_->processIO(buffer_); }
+    void render() { mirror_.performIOCycle(mirror_.runner(), 0); }
+    void run(std::int64_t cycles) {
+        for (; cycles > 0; --cycles)
+            capture(), render();
+    }
+
+    lmn::LMNTapIOContext& context() { return *context_; }
+
+  private:
+    ORBMirrorDevice& mirror_;
+    const std::shared_ptr<lmn::LMNTapIOContext> context_;
+    lmn::LMNBuffer buffer_{2, cycleFrames, rate};
 };
 
 /// A world in virtual time.

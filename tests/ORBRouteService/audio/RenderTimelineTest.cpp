@@ -66,16 +66,6 @@ TEST(RenderTimelineTest, aResetForgetsThePendingAnchorAndTheTimesBefore) {
     EXPECT_EQ(timeline.timeChunk(chunkFrames).presentationTime, seconds(62));
 }
 
-TEST(RenderTimelineTest, theLatencyOfAFedChunkCountsFromItsFirstFramesCapture) {
-    const RenderTimeline timeline(chunkFrames, rate, 2);
-    for (const double ahead : {1.5, -3.0}) {
-        const auto position = timeline.positionOf(seconds(10 + ahead), seconds(10));
-        EXPECT_DOUBLE_EQ(position.ahead, ahead);
-        EXPECT_DOUBLE_EQ(position.effectiveLatency, D + ahead);
-        EXPECT_DOUBLE_EQ(position.delta, D + ahead - 2);
-    }
-}
-
 /// What a deviation to either side leads to, at a start and in the middle of playing.
 struct Deviation {
     double latency, seconds, startupStep, fineStep; // a step of 0: none

@@ -101,20 +101,11 @@ INSTANTIATE_TEST_SUITE_P(Causes, ResetTest,
 TEST(PendingChunkTest, outlivesAReset) {
     VirtualMirrorWorld world;
     world.connect({0});
-    ORBMirrorDevice& mirror = world.mirror();
-    const auto context = mirror.createIOContext(mirror.deviceTap(), mirror.deviceTap().config());
-    lmn::LMNBuffer buffer(2, cycleFrames, rate);
-    std::fill_n(buffer.samples(), 2 * cycleFrames, 0.5F);
-    const auto runCycles = [&](std::int64_t count) {
-        for (std::int64_t cycle = 0; cycle < count; ++cycle) {
-            context->processIO(buffer);
-            mirror.performIOCycle(mirror.runner(), 0);
-        }
-    };
+    HandDrivenIO io(world.mirror());
     world.onMain([&] {
-        runCycles(ORBMirrorDevice::warmupCycles + 2 * cyclesPerChunk);
-        mirror.resetRendererState(ORBMirrorDevice::Flush::yes, "by hand");
-        runCycles(cyclesPerChunk);
+        io.run(ORBMirrorDevice::warmupCycles + 2 * cyclesPerChunk);
+        world.mirror().resetRendererState(ORBMirrorDevice::Flush::yes, "by hand");
+        io.run(cyclesPerChunk);
     });
     world.realm().settle();
     EXPECT_EQ(world.enqueued().size(), 1U);

@@ -82,24 +82,26 @@ TEST_P(SoundAfterStopTest, losesFramesOrIsHeardAtAnotherTimeThanTheLatencyAfterI
 
 INSTANTIATE_TEST_SUITE_P(OffTheCycle, SoundAfterStopTest, testing::Values(0, 1, 511));
 
-/// A start of which nothing has come yet, that a stop for silence has ended or that another reset has not.
-/// The clock is then let go behind the device's back, so that its next chunk is timed at zero: far too late.
-class AbandonedStartTest : public SilenceTest, public testing::WithParamInterface<bool> {};
+/// Nanoseconds between the user's pause and the cycle that brings the sound back.
+class ReconnectPauseTest : public testing::TestWithParam<std::int64_t> {};
 
-TEST_P(AbandonedStartTest, getsTheCorrectionOfAStartAfterASilentStopOrLosesItByAnotherReset) {
-    const bool silentStop = GetParam();
-    const std::int64_t silent = silentStop ? cyclesToSilentStop : 100;
-    play(silent * cycleFrames);
-    world.runCycles(silent);
-    if (!silentStop)
-        world.mirror().resetRendererState(ORBMirrorDevice::Flush::yes, "by hand");
-    ASSERT_EQ(rateNow(), 0.0F);
-    world.mirror().syncronizer().setRate(1);
-    world.runCycles(2 * cyclesPerChunk);
-    EXPECT_EQ(world.countLines("startup sync correction"), silentStop ? 0U : 1U);
+TEST_P(ReconnectPauseTest, isAskedForWithinTheReportedLatencyOfAPauseOrNoMoreAfterIt) {
+    const auto play = [](VirtualMirrorWorld& world) {
+        world.connect({0});
+        world.play(PlayerScript().sound(60 * 44100));
+        world.runCycles(1);
+    };
+    VirtualMirrorWorld rehearsal;
+    play(rehearsal);
+    VirtualMirrorWorld world;
+    world.setLastPause(rehearsal.now() - dispatch::Nanoseconds{GetParam()});
+    play(world);
+    const double age = static_cast<double>(GetParam()) / 1e9;
+    EXPECT_EQ(world.mirror().needsReconnect(), age >= world.manager().reportedLatency());
 }
 
-INSTANTIATE_TEST_SUITE_P(Ends, AbandonedStartTest, testing::Bool());
+INSTANTIATE_TEST_SUITE_P(AroundTheReportedLatency, ReconnectPauseTest,
+                         testing::Values(0, 2'108'190'022, 2'108'190'023, 10'000'000'000));
 
 } // namespace
 } // namespace orb

@@ -16,12 +16,13 @@ std::string nameOf(const LMNDeviceCodable& device) { return device.name.value_or
 } // namespace
 
 ServiceWorld::ServiceWorld(const std::string& entries, ServiceWorldOptions options)
-    : SimulatedService(realm, entries, {.supportsGroupedAirPlay = options.supportsGroupedAirPlay,
-                                 .observers = [this](const std::string&) -> airplay::FrameObserver {
-                                     return [this](std::span<const float> frames, airplay::FrameIndex first) {
-                                         orbsim::put(heard, first, frames);
-                                     };
-                                 }}) {
+    : SimulatedService(realm, entries,
+                       {.supportsGroupedAirPlay = options.supportsGroupedAirPlay,
+                        .observers = [this](const std::string&) -> airplay::FrameObserver {
+                            return [this](std::span<const float> frames, airplay::FrameIndex first) {
+                                orbsim::put(heard, first, frames);
+                            };
+                        }}) {
     if (options.hasParent) {
         onMain([&] {
             const ORBMessagePortContext context{.realm = realm,

@@ -108,24 +108,5 @@ TEST_F(AVOutputAccessorsTest, aContextIsSearchedInOrderAndByNameOnlyWhereAsked) 
     });
 }
 
-TEST_F(AVOutputAccessorsTest, theContextsOwnVirtualDeviceIsTheAssociatedOneOnceItIsKnown) {
-    std::shared_ptr<avfoundation::AVOutputContext> context;
-    onMain([&] {
-        context = contexts->defaultSharedOutputContext();
-        context->route().connect(receiver("Kitchen", "1"));
-    });
-    const AVOutputContextBridge bridge(std::exchange(context, nullptr));
-    EXPECT_EQ(lmnDevice(bridge), nullptr);
-    realm.advanceBy(avfoundation::AVOutputContext::associationDelay);
-    EXPECT_EQ(lmnDevice(bridge), nullptr);
-    onMain([&] { manager.needsDevicesUpdate(); });
-    ASSERT_NE(lmnDevice(bridge), nullptr);
-    EXPECT_EQ(lmnDevice(bridge)->deviceUID(), "AirPlay::1");
-    EXPECT_EQ(lmnDevice(bridge)->name(), "Kitchen");
-    EXPECT_TRUE(lmnDevice(bridge)->isAirPlay());
-    onMain([&] { contexts->defaultSharedOutputContext()->route().disconnectAll(); });
-    EXPECT_EQ(lmnDevice(bridge), nullptr);
-}
-
 } // namespace
 } // namespace orb

@@ -18,25 +18,6 @@ class LMNDeviceAccessorsTest : public DevicesFixture {
     const std::shared_ptr<lmn::LMNDevice> device = make({.name = "Kitchen", .deviceUID = "plain"});
 };
 
-TEST_F(LMNDeviceAccessorsTest, factsAreReadFromTheOverridesAsTheyAreNow) {
-    EXPECT_EQ(orbServiceName(*device), "Kitchen");
-    device->setOverride("a1:b2", "ORBDeviceID");
-    device->setOverride(boost::json::parse(R"({"gid":"1","":""})"), "ORBTxtRecord");
-    device->setOverride("_airplay._tcp.", "ORBServiceType");
-    device->setOverride("Küche", "ORBServiceName");
-    device->setOverride(-7, "ORBDeviceIndex");
-    setDefaultSymbolName(*device, "speaker");
-    EXPECT_EQ(orbMacAddress(*device), "a1:b2");
-    EXPECT_EQ(orbTxtRecord(*device), (TxtRecord{{"", ""}, {"gid", "1"}}));
-    EXPECT_EQ(orbServiceType(*device), "_airplay._tcp.");
-    EXPECT_EQ(orbServiceName(*device), "Küche");
-    EXPECT_EQ(orbDeviceIndex(*device), -7);
-    EXPECT_EQ(defaultSymbolName(*device), "speaker");
-    EXPECT_EQ(device->overrideForKey("ORBDefaultSymbolName"), boost::json::value("speaker"));
-    setDefaultSymbolName(*device, std::nullopt);
-    EXPECT_EQ(device->overrideForKey("ORBDefaultSymbolName"), std::nullopt);
-}
-
 TEST_F(LMNDeviceAccessorsTest, aValueOfAnotherTypeIsAbsent) {
     for (const char* value : {"null", "[]", "1.5", R"({"gid":"g","tsid":1})"}) {
         SCOPED_TRACE(value);

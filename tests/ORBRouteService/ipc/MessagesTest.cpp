@@ -3,6 +3,7 @@
 #include "ORBRouteService/ipc/IPCError.h"
 #include "ORBRouteService/ipc/IPCMessage.h"
 #include "ORBRouteService/ipc/ORBAppToServiceMessage.h"
+#include "ORBRouteService/ipc/ORBDeviceConnectionError.h"
 #include "ORBRouteService/ipc/ORBServiceToAppMessage.h"
 #include "ORBRouteService/ipc/ORBUpdateDevicesReply.h"
 
@@ -69,6 +70,12 @@ TEST(MessagesTest, aBadEnvelopeOrMessageIsRefusedWithItsReason) {
     EXPECT_EQ(decodingFailure<ORBServiceToAppMessage>(
                   R"({"deviceConnected":{"device":{"data":"AA=="}},"deviceConnecting":{"devices":[]}})"),
               "type mismatch: Invalid number of keys found, expected one.");
+    EXPECT_EQ(
+        decodingFailure<ORBDeviceConnectionError>(R"({"expectedDeviceMismatch":{"expected":{"data":""}}})"),
+        "key not found at expectedDeviceMismatch: No value for the key \"got\".");
+    EXPECT_EQ(decodingFailure<ORBDeviceConnectionError>(R"({"noPickerWindow":{"device":7}})"), "read");
+    EXPECT_EQ(decodingFailure<ORBDeviceConnectionError>(R"({"noPickerWindow":7})"),
+              "type mismatch at noPickerWindow: Expected an object, found an integer.");
 }
 
 } // namespace

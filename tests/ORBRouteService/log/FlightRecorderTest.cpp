@@ -239,48 +239,5 @@ TEST_F(FlightFiles, whatIsNoRecordingIsRefusedWithItsPath) {
     EXPECT_THROW(FlightRecording::read(directory_ / "none"), FlightFileError);
 }
 
-TEST(FlightEvents, theControlHalfIsWhatCameFromOutsideAndNothingElse) {
-    dispatch::VirtualRealm realm;
-    FlightRecorder recorder(realm.clock());
-    const auto record = [&](FlightKind kind, const FlightNote& note) { recorder.record(kind, note); };
-    record(FlightKind::deviceReceived, {.subject = "of a request that is gone", .request = 8});
-    record(FlightKind::settings, {.numbers = {0.5, 1, 0}});
-    record(FlightKind::launched, {.subject = "uid", .text = "job", .numbers = {812, 1}});
-    record(FlightKind::messageReceived, {.subject = "updateDevices", .request = 9, .numbers = {99, 2}});
-    record(FlightKind::deviceReceived, {.subject = "k", .text = "Kitchen", .request = 9});
-    record(FlightKind::updateBegan, {});
-    record(FlightKind::deviceReceived, {.subject = "h", .text = "Hall", .request = 9});
-    record(FlightKind::messageSent, {.subject = "deviceConnecting", .request = 10, .numbers = {9, 1}});
-    record(FlightKind::outputJoined, {.subject = "01", .text = "Kitchen"});
-    record(FlightKind::updateEnded, {.text = "timed out"});
-    record(FlightKind::messageSent, {.subject = "OperationTimeout", .text = "timed out", .request = 9});
-    record(FlightKind::players, {.numbers = {1e99}});
-    record(FlightKind::ioBegan, {});
-    record(FlightKind::reset, {.text = "of no account"});
-    record(FlightKind::volumeFromOutput, {.subject = "job", .text = "Kitchen", .numbers = {0.1, 0.2}});
-    record(FlightKind::outputLeft, {.subject = "01", .text = "Kitchen"});
-    record(FlightKind::messageReceived, {.subject = "updateDevices", .request = 11, .numbers = {9, 1}});
-    record(FlightKind::terminated, {.text = "signal", .numbers = {-1}});
-
-    using Kind = FlightEvent::Kind;
-    const dispatch::HostTime now = realm.clock().now();
-    const std::vector<FlightEvent> expected{
-        {.kind = Kind::settingsChanged, .time = now, .renderLatency = 0.5, .prioritizeSync = true},
-        {.kind = Kind::launched, .time = now, .devices = {{"uid", "job"}}, .isGrouped = true},
-        {.kind = Kind::devicesRequested,
-         .time = now,
-         .devices = {{"k", "Kitchen"}, {"h", "Hall"}},
-         .request = 9},
-        {.kind = Kind::receiverJoined, .time = now, .devices = {{"01", "Kitchen"}}, .isDuringUpdate = true},
-        {.kind = Kind::requestAnswered, .time = now, .request = 9, .text = "timed out"},
-        {.kind = Kind::playersChanged, .time = now, .count = std::numeric_limits<int>::max()},
-        {.kind = Kind::ioBegan, .time = now},
-        {.kind = Kind::knobTurned, .time = now, .devices = {{"", "Kitchen"}}, .volume = 0.2},
-        {.kind = Kind::receiverLeft, .time = now, .devices = {{"01", "Kitchen"}}},
-        {.kind = Kind::terminated, .time = now, .text = "signal", .count = -1},
-    };
-    EXPECT_EQ(controlEvents(recordingOf(recorder)), expected);
-}
-
 } // namespace
 } // namespace orb

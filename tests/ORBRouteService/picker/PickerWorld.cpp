@@ -63,9 +63,6 @@ std::shared_ptr<lmn::LMNDevice> PickerWorld::device(const KnownOutput& output) {
     if (output.txtRecord) {
         put(ORBTxtRecordOverrideKey, *output.txtRecord);
     }
-    if (output.macAddress) {
-        put(ORBMacAddressOverrideKey, *output.macAddress);
-    }
     return device;
 }
 
@@ -128,21 +125,11 @@ dispatch::Task<std::string> PickerWorld::deselected(std::shared_ptr<lmn::LMNDevi
     co_return "done";
 }
 
-dispatch::Task<std::string> PickerWorld::allDeselected() {
-    co_await window->deselectAllDevices();
-    co_return "done";
-}
-
 dispatch::Task<std::string> PickerWorld::pressed(std::shared_ptr<lmn::LMNDevice> device) {
     const AXUIElement application = airPlay->accessibility().createApplication(getpid());
     const AXElements boxes =
         findElements(application, accessibility::AXCheckBoxRole, MatchedSubtrees::search);
     co_await window->selectDeviceInWindow(boxes.at(0), device);
-    co_return "done";
-}
-
-dispatch::Task<std::string> PickerWorld::listed(std::vector<std::string>& names) {
-    names = co_await window->devicesAvailableInPicker();
     co_return "done";
 }
 
@@ -152,10 +139,6 @@ std::shared_ptr<Ending> PickerWorld::select(const std::shared_ptr<lmn::LMNDevice
 
 std::shared_ptr<Ending> PickerWorld::deselect(const std::shared_ptr<lmn::LMNDevice>& device) {
     return begin([this, device] { return deselected(device); });
-}
-
-std::shared_ptr<Ending> PickerWorld::deselectAll() {
-    return begin([this] { return allDeselected(); });
 }
 
 std::shared_ptr<Ending> PickerWorld::tryToOpen() {
@@ -169,12 +152,6 @@ std::shared_ptr<Ending> PickerWorld::pressAnyBox(const std::shared_ptr<lmn::LMND
 const Ending& PickerWorld::finish(const std::shared_ptr<Ending>& ending) {
     realm.advanceUntil([&] { return ending->outcome != "under way"; }, std::chrono::minutes(10));
     return *ending;
-}
-
-std::vector<std::string> PickerWorld::rows() {
-    std::vector<std::string> names;
-    finish(begin([this, &names] { return listed(names); }));
-    return names;
 }
 
 std::vector<std::string> PickerWorld::routed() const {

@@ -8,8 +8,8 @@
 #include "platform/dispatch/TaskGroup.h"
 #include "platform/dispatch/virtual/VirtualRealm.h"
 #include "platform/foundation/SharedInstance.h"
-#include "platform/lmn/LMNDeviceManager.h"
 #include "platform/foundation/TemporaryDirectory.h"
+#include "platform/lmn/LMNDeviceManager.h"
 #include "platform/lmn/LogCapture.h"
 
 #include <map>
@@ -25,7 +25,6 @@ struct KnownOutput {
     std::string name;
     std::string address; // the identifier of its UID, unless its record has a better one
     std::optional<TxtRecord> txtRecord{};
-    std::optional<std::string> macAddress{};
 };
 
 /// How a request ended, and when, s from its beginning.
@@ -59,7 +58,6 @@ class PickerWorld {
     /// Each begins a request, which ends in its own time.
     std::shared_ptr<Ending> select(const std::shared_ptr<lmn::LMNDevice>& device);
     std::shared_ptr<Ending> deselect(const std::shared_ptr<lmn::LMNDevice>& device);
-    std::shared_ptr<Ending> deselectAll();
     std::shared_ptr<Ending> tryToOpen();
     std::shared_ptr<Ending> pressAnyBox(const std::shared_ptr<lmn::LMNDevice>& device);
 
@@ -67,7 +65,6 @@ class PickerWorld {
     const Ending& finish(const std::shared_ptr<Ending>& ending);
     void run(double seconds) { realm.advanceBy(dispatch::toNanoseconds(seconds)); }
 
-    std::vector<std::string> rows();
     std::vector<std::string> routed() const;
 
     /// The messages of the agent's alerts, the first window's first.
@@ -99,8 +96,6 @@ class PickerWorld {
     dispatch::Task<std::string> pressed(std::shared_ptr<lmn::LMNDevice> device);
     dispatch::Task<std::string> selected(std::shared_ptr<lmn::LMNDevice> device);
     dispatch::Task<std::string> deselected(std::shared_ptr<lmn::LMNDevice> device);
-    dispatch::Task<std::string> allDeselected();
-    dispatch::Task<std::string> listed(std::vector<std::string>& names);
 };
 
 } // namespace orb

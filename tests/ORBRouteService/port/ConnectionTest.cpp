@@ -104,30 +104,6 @@ TEST_F(ConnectionTest, anInvalidatedPortComesBackByItsNextSetUp) {
     EXPECT_THAT(parent.received, SizeIs(1));
 }
 
-/// All within one turn, so that the receiver cannot read meanwhile.
-TEST_F(ConnectionTest, aFullQueueDropsMessagesOneByOneAndKeepsTheOrderOfTheOthers) {
-    connect();
-    constexpr int messages = 2000;
-    const std::string padding(10'000, 'x');
-    onMain([&] {
-        for (int i = 0; i < messages; ++i)
-            port->sendMessage(std::to_string(i) + " " + padding);
-    });
-    realm.settle();
-    const std::size_t lost = log.count(1, port->description() + ": message send timed out");
-    EXPECT_GT(lost, 0U);
-    EXPECT_EQ(parent.received.size() + lost, static_cast<std::size_t>(messages));
-    int previous = -1;
-    for (const std::string& data : parent.received) {
-        const std::string text = foundation::decodeJSON<IPCMessage>(data).payload().bytes;
-        const int number = std::stoi(text.substr(1));
-        EXPECT_GT(number, previous);
-        previous = number;
-    }
-    EXPECT_EQ(send(update), "sent");
-    EXPECT_EQ(parent.last().payload().bytes, R"({"updateDevices":{"devices":[]}})");
-}
-
 TEST_F(ConnectionTest, anEnvelopeIsSentUnchangedAndATooLargeOneIsToldInTheLog) {
     connect();
     const IPCMessage envelope(foundation::Data{"any bytes"});

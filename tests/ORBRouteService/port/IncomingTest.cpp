@@ -77,18 +77,6 @@ TEST_F(IncomingTest, errorsThatNobodyAskedForArePrintedAndTheRestIsDropped) {
     EXPECT_THAT(parent.received, testing::IsEmpty());
 }
 
-TEST_F(IncomingTest, aSlowHandlerHoldsUpNoOtherRequest) {
-    answerDelay = 10s;
-    parent.sendPayload(update);
-    realm.advanceBy(1s);
-    answerDelay = 1s;
-    parent.sendPayload(update);
-    realm.advanceBy(1s);
-    EXPECT_THAT(parent.received, SizeIs(1));
-    realm.advanceBy(8s);
-    EXPECT_THAT(parent.received, SizeIs(2));
-}
-
 TEST_F(IncomingTest, aFailedHandlerSendsANoticeThatAnswersNoRequestUnlessThePortIsInvalid) {
     answerDelay = 1s;
     answerFailure.emplace("the lamp went out");

@@ -22,15 +22,21 @@ class RequestTest : public PortTest {
 
 TEST_F(RequestTest, aReplyPayloadEndsTheRequestAsItSays) {
     struct Row {
-        const char* payload;
+        std::string payload;
         const char* outcome;
     };
+    const std::string ipc = R"("error":"it broke","uuid":"3F2504E0-4F89-41D3-9A0C-0305E82C3301")";
+    const std::string timeOut = R"json("operationTimedOut":{"operation":"x()"})json";
+    const std::string connection = R"("noPickerWindow":{})";
     const Row rows[] = {
         {R"("well")", "reply well"},
-        {R"({"noPickerWindow":{}})", "noPickerWindow"},
-        {R"({"error":"it broke","uuid":"3F2504E0-4F89-41D3-9A0C-0305E82C3301"})", "it broke"},
-        {R"json({"operationTimedOut":{"operation":"x()"}})json", "The operation “x()” timed out."},
+        {"{" + timeOut + "," + ipc + "," + connection + "}", "noPickerWindow"}, // errors have an order
+        {"{" + timeOut + "," + ipc + "}", "it broke"},
+        {"{" + timeOut + "}", "The operation “x()” timed out."},
+        {"{" + connection + R"(,"alreadyConnecting":{}})", "cancelled"},
+        {R"({"operationTimedOut":{}})", "cancelled"},
         {"{}", "cancelled"},
+        {"[]", "type mismatch: Expected a text, found an array."},
     };
     for (const Row& row : rows) {
         outcomes.clear();

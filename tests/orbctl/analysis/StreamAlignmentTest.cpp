@@ -38,17 +38,6 @@ TEST(StreamAlignment, PrefersTheHintedRepeatElseTheEarliestAtTheStart) {
     EXPECT_EQ(analyse(source, recording).segments[0].sourceFrame, 0);
 }
 
-TEST(StreamAlignment, PrefersTheNearestRepeatOfMany) {
-    // The period is a multiple of the index's spacing, so that every repeat is a candidate.
-    constexpr FrameNumber period = 3200;
-    const Samples source = repeated(noise(period, 61), 120);
-    for (const FrameNumber at : {period * 5 + 700, period * 100 + 700}) {
-        const Samples recording = joined({cut(source, 0, at), cut(source, at + 100, framesIn(source))});
-        EXPECT_EQ(analyse(source, recording).breaks,
-                  (std::vector<Break>{{BreakKind::skip, at, 0, 0, at, 100, 100}}));
-    }
-}
-
 TEST(StreamAlignment, PrefersAHintedRepeatToANearerOne) {
     const Samples source = joined({noise(20000, 62), repeated(noise(3000, 63), 20)});
     // Offset 5000 at first, then 600; 3600 would fit as well and is nearer to 5000.
@@ -122,19 +111,6 @@ TEST(StreamAlignment, KeepsItsPlaceInConstantAndPeriodicSound) {
         EXPECT_EQ(segment.offset(), 300);
     EXPECT_EQ(result.unmatchedFrames, 3);
     EXPECT_TRUE(result.sourceEndReached);
-}
-
-TEST(StreamAlignment, FindsSparseClicksByTheirOrder) {
-    Samples source = silence(40 * second);
-    for (FrameNumber click = 0; click < 400; ++click)
-        describe(click, &source[static_cast<std::size_t>(click * 4410) * 2]);
-    const Samples recording = joined({silence(100), cut(source, 0, 10 * second), silence(2 * second),
-                                      cut(source, 15 * second, 40 * second)});
-    const StreamResult result = analyse(source, recording);
-    EXPECT_EQ(result.unmatchedFrames, 0);
-    EXPECT_EQ(result.segments.front().offset(), 100);
-    EXPECT_EQ(result.segments.back().offset(), 100 - 3 * second);
-    EXPECT_EQ(result.sourceFramesLost(), 50);
 }
 
 TEST(StreamAlignment, FindsTheLastFramesAgainThoughFewerThanAHashedWindowWhateverBlocksAreFed) {

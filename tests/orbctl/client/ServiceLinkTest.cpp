@@ -137,23 +137,5 @@ TEST_F(ServiceLinkTest, theServicesEndIsToldOnceFailsItsRequestsAndLetsTheNextSe
     EXPECT_THAT(story, ElementsAre("connected Bath"));
 }
 
-TEST_F(ServiceLinkTest, aLinkThatCannotBeMadeFailsInsteadOfWaitingForEver) {
-    openLink(PortNames::fresh());
-    start(connect());
-    realm.advanceBy(31s);
-    EXPECT_THAT(story, ElementsAre("The operation “setupRemotePort()” timed out."));
-    start(connect());
-    onMain([this] { link->close(); });
-    realm.advanceBy(100ms);
-    EXPECT_EQ(story.size(), 2U);
-    start(connect());
-    start(update());
-    openLink({.service = "service", .parent = "service"}); // a parent that could not hear the service
-    start(connect());
-    story.erase(story.begin());
-    EXPECT_THAT(story, ElementsAre("noRemoteConnection", "noRemoteConnection", "noRemoteConnection",
-                                   "noRemoteConnection"));
-}
-
 } // namespace
 } // namespace orbctl

@@ -158,17 +158,6 @@ TEST_F(PlayTest, anInterruptionEndsEverythingInOrderAndGivesTheTerminalItsEchoBa
     }
 }
 
-TEST_F(PlayTest, whatAKilledOneHasLeftIsClearedAwayByTheNext) {
-    auto killed = start(play({"--to", "Kitchen"}));
-    eventOf(killed, "progress");
-    auto watch = start({"watch", "--once"});
-    EXPECT_THAT(watch.line(), HasSubstr("Kitchen: connected"));
-    killed.kill();
-    killed.end();
-    EXPECT_EQ(run({"watch", "--once"}), 0);
-    expectNothingLeft({"jobs"}); // the killed one's ports stay, and whoever needs their names takes them
-}
-
 TEST_F(PlayTest, aPasswordIsAskedForUnseenUntilItIsRightAndStandsNowhere) {
     AtTerminal terminal({HOUSE_BIN_DIR "/orbctl", "play", file("tone.wav"), "--to", "Locked", "--latency",
                          "0.3", "--log", file("log")},

@@ -62,25 +62,5 @@ TEST_F(OrbctlTest, settingsAndVolumesStayAndAreFoundByTheirNames) {
     }
 }
 
-TEST_F(OrbctlTest, anUnknownNameIsAnsweredWithThoseThatThereAre) {
-    const ReceiverList list(directory / "receivers.json");
-    try {
-        list.find("Kitchn");
-        FAIL();
-    } catch (const UsageError& error) {
-        EXPECT_THAT(error.what(), testing::HasSubstr("Kitchen, Hall, Cross, Locked?"));
-    }
-    EXPECT_EQ(list.find("Attic").deviceUID(), "com.fernwick.Orbweaver::t");
-    EXPECT_EQ(list.find("Kitchen").deviceUID(), "com.fernwick.Orbweaver::A1:B2:C3:D4:E5:01");
-}
-
-TEST(ServiceLog, onlyLinesOfLevelFourAreFailures) {
-    EXPECT_EQ(failureOf("2024-01-01T00:00:00.000001Z 4 it broke 4 good"), "it broke 4 good");
-    for (const char* const line :
-         {"2024-01-01T00:00:00.000001Z 1 at 4 o'clock", "got IPC Error: 4 x", "", "4"}) {
-        EXPECT_EQ(failureOf(line), std::nullopt) << line;
-    }
-}
-
 } // namespace
 } // namespace orbctl::test

@@ -1,12 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/airplay/embedded/ReceiversFile.h"
 
-#include "tests/platform/airplay/Recordings.h"
-
 #include <fmt/format.h>
 #include <gtest/gtest.h>
-
-#include <fstream>
 
 namespace airplay {
 namespace {
@@ -149,21 +145,6 @@ TEST(ReceiversFileTest, limitsHoldExactly) {
     };
     EXPECT_EQ(ReceiversFile::parse(withTxt(253), "r.json").size(), 1U);
     EXPECT_THROW(ReceiversFile::parse(withTxt(254), "r.json"), ReceiversFileError);
-}
-
-TEST(ReceiversFileTest, aFileThatCannotBeReadIsNamed) {
-    const foundation::TemporaryDirectory directory;
-    foundation::writeFile(directory / "large", std::string(ReceiversFile::maximumSize + 1, ' '));
-    for (const auto& [name, reason] : {std::pair("none", ": there is no such file"),
-                                       {"", ": is not a regular file"},
-                                       {"large", ": is larger than 1048576 bytes"}}) {
-        try {
-            ReceiversFile::read(directory / name);
-            ADD_FAILURE() << "read";
-        } catch (const ReceiversFileError& error) {
-            EXPECT_EQ(error.what(), (directory / name).string() + reason);
-        }
-    }
 }
 
 } // namespace

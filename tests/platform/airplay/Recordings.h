@@ -2,13 +2,8 @@
 #pragma once
 
 #include "platform/airplay/embedded/EmbeddedReceiver.h"
-#include "platform/foundation/TemporaryDirectory.h"
 
-#include <sndfile.h>
-
-#include <filesystem>
 #include <memory>
-#include <stdexcept>
 #include <vector>
 
 namespace airplay {
@@ -41,22 +36,5 @@ class Recording {
 
     std::shared_ptr<Heard> heard_ = std::make_shared<Heard>();
 };
-
-struct SoundFile {
-    SF_INFO info{};
-    std::vector<float> samples;
-};
-
-inline SoundFile readSoundFile(const std::filesystem::path& path) {
-    SoundFile sound;
-    SNDFILE* file = sf_open(path.c_str(), SFM_READ, &sound.info);
-    if (file == nullptr) {
-        throw std::runtime_error(path.string() + ": " + sf_strerror(nullptr));
-    }
-    sound.samples.resize(static_cast<std::size_t>(sound.info.frames * sound.info.channels));
-    sf_readf_float(file, sound.samples.data(), sound.info.frames);
-    sf_close(file);
-    return sound;
-}
 
 } // namespace airplay

@@ -76,16 +76,6 @@ TEST_F(MediaDataRequestTest, theHandlerRunsOnceAndAgainOnlyWhenReadinessComesBac
     EXPECT_EQ(journal->lines.size(), 4U);
 }
 
-TEST_F(MediaDataRequestTest, aRequestMadeWhileNotReadyWaitsForRoomAndAFlushMakesIt) {
-    fill(256);
-    request(*queue, "a", 0ns);
-    realm.advanceBy(1s);
-    EXPECT_TRUE(journal->lines.empty());
-    renderer->flush();
-    realm.settle();
-    EXPECT_EQ(journal->lines, (Lines{"a begins", "a ends"}));
-}
-
 TEST_F(MediaDataRequestTest, aNewRequestBeginsWhenTheOldInvocationHasEndedWhateverItsQueue) {
     request(*queue, "a", 10ms);
     realm.advanceBy(1ms);
@@ -101,42 +91,6 @@ TEST_F(MediaDataRequestTest, aNewRequestBeginsWhenTheOldInvocationHasEndedWhatev
     request(*queue, "d", 0ns);
     realm.advanceBy(10ms);
     EXPECT_EQ(journal->lines, (Lines{"a begins", "a ends", "b begins", "b ends", "d begins", "d ends"}));
-}
-
-TEST_F(MediaDataRequestTest, whatIsStoppedOrDestroyedBeforeItsTurnIsNeverInvoked) {
-    request(*queue, "a", 0ns);
-    renderer->stopRequestingMediaData();
-    realm.advanceBy(1s);
-    EXPECT_TRUE(journal->lines.empty());
-    request(*queue, "b", 0ns);
-    renderer.reset();
-    realm.advanceBy(1s);
-    EXPECT_TRUE(journal->lines.empty());
-    EXPECT_EQ(journal.use_count(), 1);
-}
-
-TEST_F(MediaDataRequestTest, destructionCancelsASuspendedInvocationAndFreesItsHandler) {
-    request(*queue, "a", 1h);
-    realm.advanceBy(1ms);
-    renderer.reset();
-    EXPECT_EQ(journal->lines, (Lines{"a begins"}));
-    realm.settle();
-    EXPECT_EQ(journal->lines, (Lines{"a begins", "a ends"}));
-    EXPECT_EQ(journal.use_count(), 1);
-    EXPECT_EQ(realm.armedTimers(), 0U);
-}
-
-dispatch::Task<> replace(MediaDataRequestTest& test) {
-    test.journal->lines.emplace_back("replaces");
-    test.renderer->stopRequestingMediaData();
-    test.request(*test.queue, "b", 0ns);
-    co_return;
-}
-
-TEST_F(MediaDataRequestTest, aHandlerMayReplaceItsOwnRequest) {
-    renderer->requestMediaDataWhenReady(*queue, [this] { return replace(*this); });
-    realm.advanceBy(1ms);
-    EXPECT_EQ(journal->lines, (Lines{"replaces", "b begins", "b ends"}));
 }
 
 } // namespace

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
+#include "platform/avfoundation/PlayoutTimeline.h"
 #include "tests/platform/avfoundation/Buffers.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <list>
+#include <numeric>
 #include <random>
 
 namespace avfoundation {
@@ -141,6 +143,50 @@ class Model {
     bool heard_ = false;
 };
 
+/// Gives a timeline its commands as a synchroniser and a renderer do.
+class Teller {
+  public:
+    void setRunning(bool running, dispatch::HostTime at) {
+        clock_ = {at, clock_.mediaAt(at), running};
+        give({.kind = PlayoutCommand::Kind::setClock, .at = at, .clock = clock_, .buffer = {}});
+    }
+    void enqueue(std::shared_ptr<const coremedia::CMSampleBuffer> buffer, dispatch::HostTime at) {
+        give({.kind = PlayoutCommand::Kind::enqueue, .at = at, .clock = {}, .buffer = std::move(buffer)});
+    }
+    void flush(dispatch::HostTime at) {
+        give({.kind = PlayoutCommand::Kind::flush, .at = at, .clock = {}, .buffer = {}});
+    }
+    const MediaClock& clock() const { return clock_; }
+    const std::vector<PlayoutCommand>& commands() const { return commands_; }
+
+  private:
+    void give(PlayoutCommand command) { commands_.push_back(std::move(command)); }
+
+    MediaClock clock_;
+    std::vector<PlayoutCommand> commands_;
+};
+
+/// The left channel of the frames [0, count), rendered in pieces of `step`; each command is given before the
+/// first piece that ends behind its time, or, with `late`, all before the first piece.
+std::vector<float> renderLeft(PlayoutTimeline& timeline, const std::vector<PlayoutCommand>& commands,
+                              const FrameGrid& grid, FrameIndex count, FrameIndex step, bool late) {
+    std::vector<float> left;
+    auto next = commands.begin();
+    for (FrameIndex frame = 0; frame < count; frame += step) {
+        const auto frames = static_cast<std::size_t>(std::min(step, count - frame));
+        const dispatch::HostTime end = grid.timeOf(frame + static_cast<FrameIndex>(frames));
+        for (; next != commands.end() && (late || next->at < end); ++next) {
+            timeline.give(*next);
+        }
+        std::vector<float> out(2 * frames, 12345.0F);
+        const bool sounds = timeline.render(grid, frame, out) == airplay::Rendered::sound;
+        for (std::size_t index = 0; index < frames; ++index) {
+            left.push_back(sounds ? out[2 * index] : 0.0F);
+        }
+    }
+    return left;
+}
+
 /// A random life of a renderer: mostly orderly, with every kind of disorder.
 std::vector<PlayoutCommand> randomCommands(std::mt19937& random, dispatch::HostTime start) {
     const auto upTo = [&](int limit) {
@@ -187,8 +233,7 @@ TEST(PlayoutTimelineModelTest, doesWhatTheFrameByFrameModelDoes) {
         for (const bool late : {false, true}) {
             PlayoutTimeline timeline;
             const auto step = static_cast<FrameIndex>(1 + random() % 300);
-            ASSERT_EQ(renderLeft(timeline, commands, grid, 0, frames, step, late), expected)
-                << "seed " << seed;
+            ASSERT_EQ(renderLeft(timeline, commands, grid, frames, step, late), expected) << "seed " << seed;
             ASSERT_EQ(timeline.counters(), model.counters) << "seed " << seed;
         }
         seen.gaps += model.counters.gaps;
@@ -197,6 +242,22 @@ TEST(PlayoutTimelineModelTest, doesWhatTheFrameByFrameModelDoes) {
     }
     EXPECT_GT(std::min({seen.gaps, seen.overlaps, seen.late}), 100U)
         << "the sequences miss what they are for";
+}
+
+TEST(PlayoutTimelineModelTest, aNewTimeLineOfTheRouteMovesTheSoundWithIt) {
+    const dispatch::HostTime epoch{std::chrono::hours{1}};
+    const FrameGrid grid(epoch);
+    PlayoutTimeline timeline;
+    Teller teller;
+    teller.setRunning(true, epoch);
+    teller.enqueue(makeBuffer(CMTimeMake(20, 44100), 60, 1), epoch);
+    EXPECT_EQ(renderLeft(timeline, teller.commands(), grid, 40, 40, false).back(), 20);
+    // Its frame 10 is frame 40 of the first: it begins in the nanosecond that is not behind frame 30.
+    const FrameGrid other(epoch + dispatch::Nanoseconds{30 * 10'000'000 / 441});
+    const auto moved = renderLeft(timeline, {}, other, 30, 30, false);
+    std::vector<float> expected(30, 0.0F);
+    std::iota(expected.begin() + 10, expected.end(), 21.0F);
+    EXPECT_EQ(moved, expected);
 }
 
 } // namespace

@@ -7,55 +7,13 @@ namespace avfoundation {
 namespace {
 
 using namespace std::chrono_literals;
-using coremedia::CMTimeAdd;
 using coremedia::CMTimeGetSeconds;
 using coremedia::CMTimeMake;
 
 class RendererTest : public testing::Test, public World {
   public:
     RendererTest() { synchronizer.addRenderer(*renderer); }
-
-    /// Enqueues the next 8192 frames and lets their time pass.
-    void playBuffer() {
-        renderer->enqueueSampleBuffer(makeBuffer(next, 8192, number));
-        next = CMTimeAdd(next, CMTimeMake(8192, 44100));
-        number += 8192;
-        realm.advanceBy(dispatch::Nanoseconds{8192LL * 1'000'000'000 / 44100});
-    }
-
-    /// Two seconds ahead of the clock from here on.
-    void anchor() { next = CMTimeAdd(synchronizer.currentTime(), CMTimeMake(2 * 44100, 44100)); }
-
-    coremedia::CMTime next;
-    std::int64_t number = 1;
 };
-
-TEST_F(RendererTest, twoReceiversHearTheSameFrameAtTheInstantItsPresentationTimeMeans) {
-    airplay::Recording other;
-    const dispatch::HostTime epoch = realm.clock().now();
-    listen();
-    onMain([&] { context->route().connect(makeReceiver("B", other)); });
-    realm.advanceBy(123'456'789ns);
-    synchronizer.setRate(1);
-    anchor();
-    for (int buffer = 0; buffer < 50; ++buffer) {
-        playBuffer();
-    }
-    realm.advanceBy(3s);
-    ASSERT_EQ(recording.left(), other.left());
-    EXPECT_FALSE(recording.isBroken());
-    const auto& left = recording.left();
-    const auto first = static_cast<std::size_t>(std::find(left.begin(), left.end(), 1.0F) - left.begin());
-    EXPECT_EQ(first, 93644U); // 2.123456789 s are 93644.4 frames
-    ASSERT_GE(left.size(), first + 50 * 8192);
-    for (std::size_t frame = 0; frame < 50 * 8192; ++frame) {
-        ASSERT_EQ(left[first + frame], static_cast<float>(frame + 1));
-    }
-    EXPECT_EQ(renderer->counters().timeline, (PlayoutCounters{.buffers = 50}));
-    ASSERT_EQ(enqueued.size(), 50U);
-    EXPECT_EQ(enqueued[0].heardAt, epoch + 2'123'456'789ns);
-    EXPECT_EQ(enqueued[0].enqueuedAt, epoch + 123'456'789ns);
-}
 
 TEST_F(RendererTest, mediaTimeRunsExactlyHoldsAndNeverFalls) {
     EXPECT_EQ(synchronizer.rate(), 0);
@@ -77,22 +35,6 @@ TEST_F(RendererTest, mediaTimeRunsExactlyHoldsAndNeverFalls) {
     realm.advanceBy(1s);
     EXPECT_EQ(CMTimeCompare(synchronizer.currentTime(), read), 0);
     EXPECT_EQ(synchronizer.rate(), 0);
-}
-
-TEST_F(RendererTest, aChangedRateIsToldOnTheMainQueueAndAnUnchangedOneIsNot) {
-    unsigned told = 0;
-    AVSampleBufferRenderSynchronizer other(realm, center);
-    const auto subscription = center.observe(AVSampleBufferRenderSynchronizerRateDidChangeNotification,
-                                             &synchronizer, nullptr, [&](const foundation::Notification&) {
-                                                 EXPECT_TRUE(realm.mainQueue().isCurrent());
-                                                 ++told;
-                                             });
-    other.setRate(1);
-    for (const auto& [rate, times] : {std::pair(1.0F, 1U), {1.0F, 1U}, {0.0F, 2U}}) {
-        synchronizer.setRate(rate);
-        realm.settle();
-        EXPECT_EQ(told, times);
-    }
 }
 
 TEST_F(RendererTest, buffersThatCannotBePlayedAreCountedAndReportedOnce) {

@@ -23,10 +23,6 @@ struct AirPlayUIAgentTest : testing::Test, airplay::PromptedUser {
         answer = std::move(giveAnswer);
     }
 
-    auto tell(const std::string& name) {
-        return agent.tellFailure(name, [this] { ++acknowledged; });
-    }
-
     /// Of each window the second child's, the newest first.
     std::vector<std::string> messages() const {
         std::vector<std::string> texts;
@@ -49,32 +45,7 @@ struct AirPlayUIAgentTest : testing::Test, airplay::PromptedUser {
     AirPlayUIAgent agent{{realm.mainQueue(), workspace, element, this}};
     Answer answer; // to the last question
     std::vector<std::optional<Secret>> answers;
-    int acknowledged = 0;
 };
-
-TEST_F(AirPlayUIAgentTest, theNewestFailureIsFirstAndTheAgentRunsUntilTheLastIsAcknowledgedOrDropped) {
-    std::unique_ptr<airplay::UserAlerts::Alert> older, newer;
-    onMain([&] {
-        older = tell("Hall");
-        newer = tell("Bath");
-        EXPECT_THAT(messages(), ElementsAre("Could not connect to “Bath”.", "Could not connect to “Hall”."));
-        EXPECT_THAT(workspace.runningApplications(),
-                    ElementsAre(appkit::NSRunningApplication{"com.apple.AirPlayUIAgent",
-                                                             AirPlayUIAgent::processIdentifier}));
-        EXPECT_EQ(button(0).copyAttributeValue(AXTitle), AXValue("OK"));
-        button(0).performAction(AXPress);
-        EXPECT_THAT(messages(), ElementsAre("Could not connect to “Hall”."));
-        EXPECT_EQ(workspace.runningApplications().size(), 1U);
-        EXPECT_EQ(acknowledged, 0);
-    });
-    EXPECT_EQ(acknowledged, 1);
-    onMain([&] {
-        button(0).performAction(AXPress);
-        older.reset(); // before it is told
-        EXPECT_THAT(workspace.runningApplications(), IsEmpty());
-    });
-    EXPECT_EQ(acknowledged, 1);
-}
 
 TEST_F(AirPlayUIAgentTest, aQuestionEndsOnceWithTheFirstAnswerOrCancelAndOkLeavesItOpen) {
     const std::map<std::string, std::pair<SecretKind, bool>> questions{

@@ -89,23 +89,6 @@ TEST(CMTimeTest, conversionFollowsEachRoundingMethodOnBothSidesOfZero) {
     }
 }
 
-TEST(CMTimeTest, conversionBeyondTheRangeIsInfiniteInsteadOfWrapped) {
-    constexpr Method kHalf = Method::roundHalfAwayFromZero;
-    const std::tuple<CMTime, int32_t, Method, CMTime> cases[] = {
-        {CMTimeMake(kMax, 1), kScaleMax, kHalf, kCMTimePositiveInfinity},
-        {CMTimeMake(kMin, 1), 2, kHalf, kCMTimeNegativeInfinity},
-        {CMTimeMake(kMax, 2), 1, Method::roundTowardZero, rounded((int64_t{1} << 62) - 1, 1)},
-        {CMTimeMake(1, 1), 0, kHalf, kCMTimeInvalid},
-        {kCMTimeNegativeInfinity, 5, kHalf, kCMTimeNegativeInfinity},
-        {rounded(1, 2), 4, kHalf, rounded(2, 4)},
-    };
-    for (const auto& [time, timescale, method, expected] : cases) {
-        SCOPED_TRACE(testing::Message() << time.value << '/' << time.timescale);
-        expectSame(CMTimeConvertScale(time, timescale, method), expected);
-    }
-    EXPECT_EQ(CMTimeConvertScale(inEpoch(1, 7), 10, kHalf).epoch, 7);
-}
-
 /// Of all times of that timescale, or of the largest below it that can hold it, the nearest to a fraction.
 CMTime nearest(Wide numerator, Wide denominator, Wide timescale) {
     const bool negative = numerator < 0;

@@ -83,22 +83,6 @@ TEST_F(TaskTest, aTaskBeginsAfterTheTurnThatStartsItAndMayBeCancelledBefore) {
     EXPECT_EQ(journal, (std::vector<std::string>{"starter", "task"}));
 }
 
-Task<> drainAndTell(TaskTest& test, TaskGroup& drained) {
-    co_await drained.drain();
-    test.journal.push_back("left: " + std::to_string(drained.running()));
-}
-
-TEST_F(TaskTest, drainingWaitsUntilEveryTaskHasUnwound) {
-    TaskGroup drained(realm.mainQueue());
-    onMain([&] {
-        drained.spawn(sleepAndTell(*this, 1h));
-        drained.spawn(sleepAndTell(*this, 2h));
-        tasks.spawn(drainAndTell(*this, drained));
-    });
-    realm.advanceBy(1ms);
-    EXPECT_EQ(journal, (std::vector<std::string>{"cancelled at 0", "cancelled at 0", "left: 0"}));
-}
-
 Task<> waitAt(TaskTest& test, WaitPoint& point, Nanoseconds patience) {
     const bool notified = co_await point.wait(test.realm.clock().now() + patience);
     test.journal.emplace_back(notified ? "notified" : "timed out");

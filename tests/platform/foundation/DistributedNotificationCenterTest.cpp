@@ -82,23 +82,6 @@ TEST_F(DistributedNotificationCenterTest, everyCenterHearsAPostInOrderItsSenderT
     EXPECT_EQ(reports, Journal{});
 }
 
-TEST_F(DistributedNotificationCenterTest, theSocketOfADeadProcessIsRemovedAndNothingElseIs) {
-    const auto center = makeCenter();
-    const fs::path directory = runtime.path() / "notifications";
-    Protocol::socket dead(
-        io, Protocol::endpoint(runtime.subdirectory("notifications").socketPathOfComponent("dead")));
-    dead.close();
-    writeFile(directory / "no socket", "kept");
-    fs::create_symlink("/dev/null", directory / "link");
-    const auto observer = center->observe("Name", std::nullopt, realm.mainQueue(), noteIn(heard));
-    center->post("Name");
-    realm.settle();
-    EXPECT_EQ(heard.size(), 1U);
-    EXPECT_FALSE(fs::exists(directory / "dead"));
-    EXPECT_EQ(registered().size(), 3U);
-    EXPECT_EQ(reports, Journal{});
-}
-
 TEST_F(DistributedNotificationCenterTest, aFullReceiverMissesWhatIsReportedAndOnlyThat) {
     constexpr std::size_t more = 20000; // than any kernel is set to hold
     const auto center = makeCenter();

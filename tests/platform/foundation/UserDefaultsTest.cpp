@@ -63,28 +63,6 @@ TEST_F(UserDefaultsTest, aNameThatIsNoFileNameOpensNothing) {
     EXPECT_NE(UserDefaults::open(std::string(200, 'x'), context), nullptr);
 }
 
-TEST_F(UserDefaultsTest, aChangeIsSeenAtOnceByItsStoreAndThenOnceByEveryOther) {
-    const auto here = open();
-    const auto there = open();
-    here->setDouble("volume", 0.5);
-    EXPECT_EQ(here->doubleForKey("volume"), 0.5);
-    EXPECT_EQ(posts[here.get()], 0) << "posted inside of the setter";
-    EXPECT_EQ(postsOf(here), 1);
-    EXPECT_EQ(postsOf(there), 1);
-    EXPECT_EQ(there->doubleForKey("volume"), 0.5);
-
-    there->setDouble("volume", 0.5);
-    writeFile(file, readFile(file) + "\n\n");
-    EXPECT_EQ(postsOf(here) + postsOf(there), 0) << "nothing changed";
-
-    there->removeObject("volume");
-    EXPECT_EQ(there->objectForKey("volume"), std::nullopt);
-    EXPECT_EQ(postsOf(there), 1);
-    EXPECT_EQ(here->objectForKey("volume"), std::nullopt);
-    fs::remove(file);
-    EXPECT_EQ(postsOf(here), 1) << "of the removal of the value, not of the empty file";
-}
-
 TEST_F(UserDefaultsTest, aWriteKeepsWhatItDoesNotKnowAndWhatCameInBetween) {
     put(R"({"list": [1, {"x": null}], "old": 1})");
     const auto defaults = open();

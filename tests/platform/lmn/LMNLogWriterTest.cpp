@@ -138,18 +138,5 @@ TEST(LMNLogWriterTest, aReaderThatStallsDelaysNoThreadAndEveryLostLineIsCounted)
     EXPECT_EQ(log.lines.size() + log.lost, total);
 }
 
-TEST(LMNLogWriterTest, closingWaitsForAStalledReaderForASecondAndNoLonger) {
-    dispatch::RealRealm realm;
-    Pipe pipe;
-    auto writer = std::make_unique<LMNLogWriter>(realm, pipe.writingEnd());
-    for (std::size_t line = 0; line < LMNLogWriter::capacity; ++line)
-        writer->write(0, std::string(400, 'x') + "\n");
-    const dispatch::HostTime begin = realm.clock().now();
-    writer.reset();
-    const dispatch::Nanoseconds taken = realm.clock().now() - begin;
-    EXPECT_GE(taken, 900ms);
-    EXPECT_LE(taken, 2500ms);
-}
-
 } // namespace
 } // namespace lmn

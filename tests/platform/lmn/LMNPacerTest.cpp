@@ -112,19 +112,5 @@ TEST_F(LMNPacerTest, afterMoreThanAMinuteThePeriodsAreGivenUpAndTheGridStays) {
     EXPECT_EQ(log.count(4, "7751 periods"), 1U);
 }
 
-TEST_F(LMNPacerTest, anIdlePacerSleepsAndBeginsANewGridWhileItsPeriodsCountOn) {
-    add('c', 3);
-    realm.advanceBy(10s);
-    EXPECT_EQ(calls.size(), 4U);
-    EXPECT_EQ(realm.armedTimers(), 0U);
-    const dispatch::HostTime again = realm.clock().now();
-    add('r', 5);
-    realm.advanceBy(1s);
-    ASSERT_EQ(calls.size(), 6U);
-    EXPECT_EQ(calls[4].period, 4U);
-    EXPECT_EQ(calls[4].due, firstDue(again));
-    EXPECT_EQ(calls[5].due, dueAfter(firstDue(again), 1));
-}
-
 } // namespace
 } // namespace lmn

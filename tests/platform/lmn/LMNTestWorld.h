@@ -63,39 +63,23 @@ class DirectPlayer {
 /// A tap and all that it hears. On the IO queue while that runs.
 class Listener {
   public:
-    struct Period {
-        dispatch::HostTime due;
-        std::vector<float> samples;
-    };
-
     Listener(LMNSystem& system, LMNTapConfig config)
-        : record_(std::make_shared<Record>(system.realm().clock())),
-          tap_(std::make_unique<LMNTap>(system, std::move(config), nullptr)) {
+        : tap_(std::make_unique<LMNTap>(system, std::move(config), nullptr)) {
         tap_->setDelegate(record_);
     }
 
     LMNTap& tap() { return *tap_; }
-    const std::vector<Period>& periods() const { return record_->periods; }
+    std::size_t periods() const { return record_->periods; }
     int starts() const { return record_->starts; }
-    int stops() const { return record_->stops; }
-
     /// All periods' samples in a row.
-    std::vector<float> heard() const {
-        std::vector<float> all;
-        for (const Period& period : periods()) {
-            all.insert(all.end(), period.samples.begin(), period.samples.end());
-        }
-        return all;
-    }
+    const std::vector<float>& heard() const { return record_->samples; }
 
   private:
     struct Record final : LMNTapDelegate, std::enable_shared_from_this<Record> {
-        explicit Record(const dispatch::Clock& clockToUse) : clock(clockToUse) {}
-
         std::shared_ptr<LMNTapIOContext> createIOContext(LMNTap& tap, const LMNTapConfig& config) override;
 
-        const dispatch::Clock& clock;
-        std::vector<Period> periods;
+        std::size_t periods = 0;
+        std::vector<float> samples;
         int starts = 0;
         int stops = 0;
     };
@@ -110,15 +94,15 @@ class Listener {
         void processIO(LMNBuffer& buffer) override {
             EXPECT_EQ(record_->starts, record_->stops + 1);
             const std::size_t count = std::size_t{buffer.frameCount()} * buffer.channelCount();
-            record_->periods.push_back(
-                {record_->clock.cycleTime(), {buffer.samples(), buffer.samples() + count}});
+            record_->samples.insert(record_->samples.end(), buffer.samples(), buffer.samples() + count);
+            ++record_->periods;
         }
 
       private:
         const std::shared_ptr<Record> record_;
     };
 
-    std::shared_ptr<Record> record_;
+    std::shared_ptr<Record> record_ = std::make_shared<Record>();
     std::unique_ptr<LMNTap> tap_;
 };
 

@@ -59,16 +59,11 @@ std::vector<float> read(const PlayerHello& hello, const std::vector<Sample>& sam
 }
 
 TEST(PlayerSampleReaderTest, everyFormatBecomesStereo) {
-    using Shorts = std::vector<std::int16_t>;
-    using Floats = std::vector<float>;
-    const auto int16 = PlayerSampleType::int16;
-    EXPECT_THAT(read({.name = "player", .sampleType = int16}, Shorts{-32768, 32767, 1, -1}),
+    EXPECT_THAT(read({.name = "player", .sampleType = PlayerSampleType::int16},
+                     std::vector<std::int16_t>{-32768, 32767, 1, -1}),
                 ElementsAre(-1.0F, 32767 / 32768.0F, 1 / 32768.0F, -1 / 32768.0F));
-    EXPECT_THAT(read({.name = "player", .sampleType = int16, .channels = 1}, Shorts{16384, -16384}),
-                ElementsAre(0.5F, 0.5F, -0.5F, -0.5F));
-    EXPECT_THAT(read({.name = "player", .channels = 1}, Floats{0.1F, -8.0F}),
-                ElementsAre(0.1F, 0.1F, -8.0F, -8.0F));
-    EXPECT_THAT(read({.name = "player", .channels = 3}, Floats{1, 2, 3, 4, 5, 6}), ElementsAre(1, 2, 4, 5));
+    EXPECT_THAT(read({.name = "player", .channels = 3}, std::vector<float>{1, 2, 3, 4, 5, 6}),
+                ElementsAre(1, 2, 4, 5));
 }
 
 TEST(PlayerSampleReaderTest, whatIsNoSoundIsSilence) {

@@ -148,18 +148,6 @@ TEST_F(ORBManagerTest, resettingStoresEveryDefaultAndTellsIt) {
     EXPECT_EQ(told(), 1);
 }
 
-TEST_F(ORBManagerTest, numbersThatAreNotFiniteAreRefusedWithALogLine) {
-    const auto process = start();
-    for (const double refused :
-         {std::numeric_limits<double>::quiet_NaN(), -std::numeric_limits<double>::infinity()}) {
-        const lmn::LogCapture log;
-        process->manager->setRenderLatency(refused);
-        EXPECT_EQ(process->manager->renderLatency(), 2.0);
-        EXPECT_EQ(log.count(4, "2.0 s is kept"), 1U);
-    }
-    EXPECT_EQ(told(), 0);
-}
-
 TEST_F(ORBManagerTest, theReportedLatencyIsThatOfTheWholePath) {
     EXPECT_EQ(ORBManager::reportedLatency(2.0, 8192), 2.108190022675737) << "to the last bit";
     for (const auto& [latency, chunkSize, reported] :

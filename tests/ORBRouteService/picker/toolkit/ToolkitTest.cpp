@@ -50,17 +50,6 @@ std::vector<std::string> labels(const std::vector<PickerRow>& rows) {
     return names;
 }
 
-TEST(AXSearchTest, aMatchedSubtreeIsSearchedOnlyWhenAskedAndSiblingsComeLastFirst) {
-    AXTreeElement root("AXWindow");
-    AXTreeElement& outer = root.add("AXTable");
-    const AXUIElement inner = outer.add("AXTable").handle();
-    const AXUIElement last = root.add("AXTable").handle();
-    EXPECT_THAT(findElements(root.handle(), "AXTable", MatchedSubtrees::skip),
-                ElementsAre(last, outer.handle()));
-    EXPECT_THAT(findElements(root.handle(), "AXTable", MatchedSubtrees::search),
-                ElementsAre(last, outer.handle(), inner));
-}
-
 TEST(AXSearchTest, anElementIsFoundByTitleDescriptionOrTextDownToTheTwentiethLevel) {
     for (const int level : {0, 1, 20, 21}) {
         AXTreeElement root("AXWindow");
@@ -145,22 +134,6 @@ class OwnProcessTest : public testing::Test {
     std::optional<AXUIElement> found;
     std::string outcome = "waiting";
 };
-
-TEST_F(OwnProcessTest, aWindowIsKnownByTheValueOfADirectChildOnly) {
-    AXTreeElement& application = platform.application(getpid());
-    addText(application.add("AXMenuBar"), "wanted");
-    addText(application.add("AXWindow").add("AXGroup"), "wanted");
-    run(lookFor("wanted"));
-    EXPECT_FALSE(found);
-    AXTreeElement& window = application.add("AXWindow");
-    addText(window, "other");
-    addText(window, "wanted");
-    addText(platform.application(getpid() + 1).add("AXWindow"), "foreign");
-    run(lookFor("wanted"));
-    EXPECT_EQ(found, window.handle());
-    run(lookFor("foreign"));
-    EXPECT_FALSE(found);
-}
 
 TEST_F(OwnProcessTest, permissionIsAskedForUntilGrantedAndThenWaitedForWithoutAsking) {
     platform.setTrusted(false);

@@ -3,12 +3,10 @@
 
 #include <gtest/gtest.h>
 
-#include <unordered_set>
-
 namespace foundation {
 namespace {
 
-TEST(UUIDTest, eitherLetterCaseIsReadUpperCaseWrittenAndNoOtherFormPasses) {
+TEST(UUIDTest, eitherLetterCaseIsReadUpperCaseWrittenAndNoOtherFormPassesOrIsMade) {
     const std::string text = "3F2504E0-4F89-41D3-9A0C-0305E82C3301";
     const auto uuid = UUID::fromString("3f2504e0-4f89-41D3-9a0c-0305E82c3301");
     ASSERT_TRUE(uuid);
@@ -25,16 +23,10 @@ TEST(UUIDTest, eitherLetterCaseIsReadUpperCaseWrittenAndNoOtherFormPasses) {
     for (const std::string& form : {std::string(), text + "0", text.substr(1), "{" + text + "}",
                                     std::string("3F2504E04F8941D39A0C0305E82C3301")})
         EXPECT_EQ(UUID::fromString(form), std::nullopt) << form;
-}
-
-TEST(UUIDTest, freshOnesAreRandomOfVersionFourAndDiffer) {
-    std::unordered_set<UUID> seen;
-    for (int i = 0; i < 1000; ++i) {
-        const UUID uuid = UUID::random();
-        EXPECT_EQ(uuid.string()[14], '4');
-        EXPECT_NE(std::string("89AB").find(uuid.string()[19]), std::string::npos);
-        EXPECT_TRUE(seen.insert(uuid).second);
-    }
+    const std::string fresh = UUID::random().string();
+    EXPECT_EQ(fresh[14], '4');
+    EXPECT_NE(std::string("89AB").find(fresh[19]), std::string::npos);
+    EXPECT_NE(UUID::random().string(), fresh);
 }
 
 } // namespace

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -29,27 +28,6 @@ TEST(MessageFramesTest, lengthAndMessageIdAreLittleEndianAfterThePreface) {
          "abc\x00\x00\x00\x00\x04\x03\x02\x01"sv);
     EXPECT_EQ(messages, (Messages{{-2, "abc"}, {0x01020304, ""}}));
     EXPECT_EQ(frame(0x01020304, "abc"), "\x03\x00\x00\x00\x04\x03\x02\x01\x61\x62\x63"sv);
-}
-
-TEST(MessageFramesTest, messagesAreWholeWhereverTheirBytesAreCut) {
-    const Messages sent{{1, ""}, {INT32_MIN, "ORBPORT1"}, {-1, std::string(9, '\0')}, {INT32_MAX, ""}};
-    std::string stream(messagePreface);
-    std::vector<std::size_t> ends{0, stream.size()};
-    for (const auto& [id, data] : sent) {
-        stream += frame(id, data);
-        ends.push_back(stream.size());
-    }
-    for (std::size_t first = 0; first <= stream.size(); ++first) {
-        for (std::size_t second = first; second <= stream.size(); ++second) {
-            Messages messages;
-            MessageFrames frames([&](auto id, auto data) { messages.emplace_back(id, data); });
-            feed(frames, stream.substr(0, first));
-            EXPECT_EQ(frames.isBetweenFrames(), std::ranges::find(ends, first) != ends.end()) << first;
-            feed(frames, stream.substr(first, second - first));
-            feed(frames, stream.substr(second));
-            ASSERT_EQ(messages, sent) << "cut at " << first << " and " << second;
-        }
-    }
 }
 
 TEST(MessageFramesTest, whatBreaksTheFormatIsRefusedFromThenOnAndWhatCameBeforeIsKept) {

@@ -19,7 +19,7 @@ using Result = RemoteMessagePort::SendResult;
 
 constexpr uid_t otherUser = 65534;
 
-using PortOwnershipTest = PortTest<RealWorld>;
+using PortOwnershipTest = PortTest;
 
 /// A copy of this process that runs `work`, whose result is its exit status. Killed at the end.
 class Child {
@@ -67,32 +67,6 @@ struct Pipe {
 
     FileDescriptor out, in;
 };
-
-TEST_F(PortOwnershipTest, theNameOfAKilledOwnerIsFreeAtOnceAndItsSenderIsTold) {
-    const Pipe told;
-    auto owner = std::make_unique<Child>([&] {
-        dispatch::RealRealm realm;
-        const auto port = LocalMessagePort::create(realm.mainQueue(), runtime, "port", {}, {});
-        told.put(port != nullptr ? 0 : -1);
-        pause();
-        return 0;
-    });
-    ASSERT_EQ(told.get(), 0);
-    EXPECT_EQ(makePort(), nullptr);
-    EXPECT_THAT(reports, ElementsAre(HasSubstr("in use")));
-    const auto sender = makeSender();
-    int ends = 0;
-    sender->setInvalidationCallback([&] { ++ends; });
-    owner.reset();
-    EXPECT_EQ(makeSender(), nullptr);
-    const auto port = makePort();
-    ASSERT_NE(port, nullptr);
-    EXPECT_EQ(makeSender()->sendRequest(2, ""), Result::success);
-    ASSERT_TRUE(world.runUntil([&] { return ends > 0 && !arrived.empty(); }));
-    EXPECT_EQ(sender->sendRequest(3, ""), Result::isInvalid);
-    EXPECT_EQ(ends, 1);
-    EXPECT_EQ(reports.size(), 1U);
-}
 
 TEST_F(PortOwnershipTest, ofManyThatClaimTheNameOfADeadOwnerAtOnceOneGetsIt) {
     constexpr int claimants = 4;

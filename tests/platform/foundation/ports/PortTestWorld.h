@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "platform/dispatch/virtual/VirtualRealm.h"
 #include "platform/foundation/TemporaryDirectory.h"
 #include "platform/foundation/ports/LocalMessagePort.h"
 #include "platform/foundation/ports/MessageFrames.h"
@@ -16,42 +15,25 @@
 
 namespace foundation {
 
-struct RealWorld {
-    dispatch::RealRealm realm;
-
-    bool runUntil(const std::function<bool()>& done) { return support::runUntil(realm, done); }
-};
-
-struct VirtualWorld {
-    dispatch::VirtualRealm realm;
-
-    bool runUntil(const std::function<bool()>& done) {
-        return realm.advanceUntil(done, std::chrono::seconds(1));
-    }
-};
-
 using Messages = std::vector<std::pair<std::int32_t, std::string>>;
 
-/// Ports of one runtime directory, on the main queue of one realm.
-template <typename World>
+/// Ports of one runtime directory, on the main queue of a realm.
 class PortTest : public testing::Test {
   public:
     std::unique_ptr<LocalMessagePort> makePort(const std::string& name = "port") {
         return LocalMessagePort::create(
-            world.realm.mainQueue(), runtime, name,
+            realm.mainQueue(), runtime, name,
             [this](std::int32_t id, std::string data) { arrived.emplace_back(id, std::move(data)); }, report);
     }
 
     std::shared_ptr<RemoteMessagePort> makeSender(const std::string& name = "port") {
-        return RemoteMessagePort::create(world.realm.mainQueue(), runtime, name, report);
+        return RemoteMessagePort::create(realm.mainQueue(), runtime, name, report);
     }
+
+    bool runUntil(const std::function<bool()>& done) { return support::runUntil(realm, done); }
 
     bool runUntilArrived(std::size_t count) {
-        return world.runUntil([&] { return arrived.size() >= count; });
-    }
-
-    bool runUntilReported(std::size_t count) {
-        return world.runUntil([&] { return reports.size() >= count; });
+        return runUntil([&] { return arrived.size() >= count; });
     }
 
     std::string socketPath(const std::string& name = "port") const { return ports.socketPath(name); }
@@ -62,7 +44,7 @@ class PortTest : public testing::Test {
     Messages arrived;
     std::vector<std::string> reports;
     std::function<void(std::string)> report = [this](const std::string& line) { reports.push_back(line); };
-    World world;
+    dispatch::RealRealm realm;
 };
 
 } // namespace foundation
