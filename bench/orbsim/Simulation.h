@@ -65,6 +65,11 @@ class Simulation {
 
   private:
     using UIDs = std::set<std::string>;
+    using Outputs = std::map<std::string, std::set<std::shared_ptr<orb::AVOutputDeviceProtocol>>>; // by UID
+
+    /// After which everything has settled that was to, s: a lost receiver is told, volumes are copied, a
+    /// reconnection that waits has begun.
+    static constexpr double settling = 6;
 
     /// What a world at rest looks like.
     struct Rest {
@@ -116,7 +121,7 @@ class Simulation {
     void watchReceivers();
     void noteRouted();
     void noteSights();
-    std::vector<std::string> routedList() const; // a UID for each output device
+    Outputs routedOutputs() const;
     UIDs routedUIDs() const;
 
     void makeDevices();
@@ -129,6 +134,9 @@ class Simulation {
     }
     std::string receiversText() const;
     void writeReceivers();
+    static std::int64_t framesOf(double seconds) {
+        return static_cast<std::int64_t>(seconds * orb::ORBManager::renderSampleRate);
+    }
     void touchVolumes();
 
     const World world_;
@@ -156,9 +164,9 @@ class Simulation {
     std::int64_t nextNumber_ = 1; // of the next player's first frame
     double lastDisturbance_ = 0;  // of the sound, s since the launch as all times here
 
-    std::map<std::string, std::size_t> outputs_; // how many, by the UIDs of their devices
+    Outputs outputs_;
     UIDs routed_;
-    UIDs partlyLost_; // groups of which a member went: what is said of the others does not count
+    UIDs partlyLost_; // of which one output went and others are there: what is said of them does not count
     bool hasLostOne_ = false;
     double routedSince_ = 0;
     double lastVolumeTouch_ = 0;
