@@ -65,7 +65,8 @@ void Simulation::takeDown() {
     service_.reset();
 }
 
-/// The judge of the sound is told at once, before anything is played to a receiver that has come.
+/// The judge of the sound is told at once, before anything is played to a receiver that has come. One that is
+/// gone again at once is not there at any look at the world, and yet the world is not at rest.
 void Simulation::watchReceivers() {
     receivers_ = service_->system->notifications().observe(
         avfoundation::AVOutputContextOutputDevicesDidChangeNotification, nullptr, nullptr,
@@ -75,6 +76,7 @@ void Simulation::watchReceivers() {
                 connected.insert(output->ID());
             }
             sound_.setConnected(connected);
+            routedSince_ = verdict_.now();
         });
 }
 
