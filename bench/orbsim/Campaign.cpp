@@ -7,13 +7,16 @@
 #include "bench/orbsim/shrink.h"
 
 #include "platform/dispatch/real/RealRealm.h"
+#include "platform/foundation/TemporaryDirectory.h"
 
 #include <fmt/format.h>
 
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <map>
+#include <optional>
 #include <utility>
 
 namespace orbsim {
@@ -21,6 +24,15 @@ namespace {
 
 /// Smaller worlds that are tried for each one that fails.
 constexpr std::size_t shrinkingAttempts = 120;
+
+/// Where the worlds of this process and of those that it starts keep their files, gone with it.
+class Scratch {
+  public:
+    Scratch() { ::setenv("TMPDIR", directory_.path().c_str(), 1); }
+
+  private:
+    const foundation::TemporaryDirectory directory_;
+};
 
 class Campaign {
   public:
@@ -89,6 +101,7 @@ class Campaign {
     }
 
     const CampaignOptions& options_;
+    const Scratch scratch_;
     const dispatch::RealRealm realm_; // for its clock
     std::map<pid_t, Running> running_;
     Figures total_;
@@ -100,9 +113,11 @@ class Campaign {
 int runCampaign(const CampaignOptions& options) { return Campaign(options).run(); }
 
 void narrate(const World& world) {
+    std::optional<Scratch> scratch(std::in_place);
     auto& simulation = *new Simulation(world); // ends with this process
     simulation.setNarrator([](const std::string& line) { fmt::print("{}\n", line); });
     const auto violation = simulation.run();
+    scratch.reset();
     if (violation) {
         for (const std::string& line : simulation.log()) {
             fmt::print("{}", line);

@@ -13,7 +13,7 @@
 namespace orbsim {
 namespace {
 
-constexpr std::size_t linesKept = 400;
+constexpr std::size_t linesKept = 40;
 
 /// Between a cause and what is done about it: timers are late, and messages take turns.
 constexpr double soon = 0.3;

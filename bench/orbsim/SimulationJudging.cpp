@@ -19,8 +19,8 @@
 namespace orbsim {
 namespace {
 
-/// What may be in use more after the same once more, bytes: names and lists grow in steps.
-constexpr std::size_t memoryAllowance = 32 * 1024;
+/// What may be in use more after the same again and again, bytes: names and lists grow in steps.
+constexpr std::size_t memoryAllowance = 16 * 1024;
 
 } // namespace
 

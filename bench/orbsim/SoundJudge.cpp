@@ -70,6 +70,7 @@ void SoundJudge::hear(Ear& ear, std::span<const float> frames, airplay::FrameInd
         if (ear.number != 0 && (number != ear.number + 1 || at != ear.end)) {
             judgeBreak(ear, number, at);
         }
+        judgePlace(ear, number, at);
         ear.number = number;
         ear.end = at + 1;
         ear.endedAt = verdict_.now();
@@ -85,6 +86,29 @@ void SoundJudge::compare(const Ear& ear, std::span<const float> frames, airplay:
         verdict_.fail("agreement", fmt::format("{} plays something else at frame {}", ear.receiver, first));
     } else {
         hasHeardTwo_ = true;
+    }
+}
+
+/// Whoever plays a frame plays it where it was played first.
+void SoundJudge::judgePlace(const Ear& ear, std::int64_t number, airplay::FrameIndex at) {
+    if (places_.empty() || number > places_.back().last()) {
+        if (!places_.empty() && number == places_.back().last() + 1 &&
+            at == places_.back().at + places_.back().frames) {
+            ++places_.back().frames;
+        } else {
+            places_.push_back({at, number, 1});
+        }
+        return;
+    }
+    const auto after = std::ranges::upper_bound(places_, number, {}, &Stretch::number);
+    if (after == places_.begin()) {
+        return;
+    }
+    const Stretch& place = *std::prev(after);
+    const std::int64_t expected = place.at + number - place.number;
+    if (number <= place.last() && at != expected) {
+        verdict_.fail("agreement", fmt::format("{} plays frame {} at {}, another one at {}", ear.receiver,
+                                               number, at, expected));
     }
 }
 

@@ -90,6 +90,7 @@ class SoundJudge {
     Ear& earOf(const std::string& receiver);
     void hear(Ear& ear, std::span<const float> frames, airplay::FrameIndex first);
     void compare(const Ear& ear, std::span<const float> frames, airplay::FrameIndex first);
+    void judgePlace(const Ear& ear, std::int64_t number, airplay::FrameIndex at);
     void judgeBreak(const Ear& ear, std::int64_t number, airplay::FrameIndex at);
     bool mayPauseBetween(std::int64_t before, std::int64_t after) const;
     bool wasResetBetween(double begin, double end) const;
@@ -98,7 +99,8 @@ class SoundJudge {
     std::map<std::string, std::unique_ptr<Ear>> ears_;
     std::vector<PlayedSound> played_;
     std::deque<Reset> resets_;
-    Block block_; // the one that was played last
+    Block block_;                 // the one that was played last
+    std::vector<Stretch> places_; // of each number, by whoever played it first; in the order of numbers
     std::int64_t lastHeard_ = 0;
     bool hasHeardTwo_ = false;
     std::int64_t framesHeard_ = 0;

@@ -19,23 +19,15 @@ struct Ending {
     std::string errors;
 };
 
-/// The children of a process, those of all its threads.
-std::vector<pid_t> childrenOf(pid_t process);
-
 /// Runs of the program in folders of the test's own. The test adopts whatever processes are orphaned, so that
 /// none can be left behind unnoticed.
 class MirrorlabTest : public ::testing::Test {
   public:
     MirrorlabTest();
-    ~MirrorlabTest() override;
 
   protected:
-    support::PeerProcess start(std::vector<std::string> arguments) const;
-
     /// Waits for its end, and makes sure that nothing but its output is left.
-    Ending endOf(support::PeerProcess& process) const;
-
-    Ending run(const std::vector<std::string>& arguments) const;
+    Ending run(std::vector<std::string> arguments) const;
 
     /// "run", the sound, the output folder, and what is added.
     std::vector<std::string> runOf(const std::string& sound,

@@ -4,8 +4,6 @@
 
 #include <gmock/gmock.h>
 
-#include <sys/resource.h>
-
 namespace mirrorlab::test {
 namespace {
 
@@ -72,7 +70,7 @@ TEST_F(UnusableInputTest, aReceiverWhoseSoundIsNotStoredIsToldWithoutACrash) {
     }
 }
 
-TEST_F(UnusableInputTest, anAbsurdLatencyIsToldAndEndsInBoundedTimeAndMemory) {
+TEST_F(UnusableInputTest, anAbsurdLatencyIsToldAndEndsInBoundedTime) {
     writeSound(file("five.wav"), described(0, 5 * framesPerSecond));
     for (const auto& [latency, status, line] :
          {std::tuple("0", 1, "a latency of 0.0 s is not above the"),
@@ -84,10 +82,6 @@ TEST_F(UnusableInputTest, anAbsurdLatencyIsToldAndEndsInBoundedTimeAndMemory) {
         EXPECT_EQ(ending.status, status) << latency << ending.errors;
         EXPECT_THAT(foundation::readFile(output() + "/mirrorlab.log"), HasSubstr(line));
     }
-    constexpr std::int64_t mostMemory = 512 * 1024; // kB, with sanitizers; without them it is some 20 MB
-    rusage usage{};
-    ::getrusage(RUSAGE_CHILDREN, &usage);
-    EXPECT_LT(usage.ru_maxrss, mostMemory);
 }
 
 } // namespace

@@ -27,42 +27,24 @@ extern "C" void __sanitizer_malloc_hook(const volatile void*, std::size_t) { ++a
 
 namespace {
 
-void* takeOrNull(std::size_t size, std::size_t alignment) noexcept {
+void* take(std::size_t size, std::size_t alignment) {
     ++allocations;
     const std::size_t whole = (std::max<std::size_t>(size, 1) + alignment - 1) / alignment * alignment;
-    return alignment <= alignof(std::max_align_t) ? std::malloc(whole) : std::aligned_alloc(alignment, whole);
-}
-
-void* take(std::size_t size, std::size_t alignment) {
-    if (void* memory = takeOrNull(size, alignment))
+    if (void* memory = std::aligned_alloc(alignment, whole))
         return memory;
     throw std::bad_alloc();
 }
 
-constexpr std::size_t usual = alignof(std::max_align_t);
-
 } // namespace
 
-// All forms, so that no form of the library's, or of a sanitizer's, frees what these have taken.
-void* operator new(std::size_t size) { return take(size, usual); }
-void* operator new[](std::size_t size) { return take(size, usual); }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return takeOrNull(size, usual); }
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return takeOrNull(size, usual); }
+// The library's forms for arrays and those that do not throw call these.
+void* operator new(std::size_t size) { return take(size, alignof(std::max_align_t)); }
 void* operator new(std::size_t size, std::align_val_t alignment) {
     return take(size, static_cast<std::size_t>(alignment));
 }
-void* operator new[](std::size_t size, std::align_val_t alignment) {
-    return take(size, static_cast<std::size_t>(alignment));
-}
 void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete[](void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
-void operator delete[](void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
 void operator delete(void* memory, std::align_val_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::align_val_t) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t, std::align_val_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept { std::free(memory); }
 
 #endif

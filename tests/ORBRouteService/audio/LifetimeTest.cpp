@@ -28,35 +28,27 @@ class LastWords final : public lmn::LMNLogTarget {
 };
 
 /// Where the last reference is dropped: on the IO, tap, runner or renderer queue.
-class LastReferenceTest : public testing::TestWithParam<int> {};
-
-TEST_P(LastReferenceTest, destroysTheDeviceElsewhereThanOnTheMainQueue) {
-    VirtualMirrorWorld world;
-    LastWords lastWords;
-    world.connect({0});
-    world.play(PlayerScript().sound(60 * 44100));
-    world.run(1);
-    world.stopCapturing();
-    const auto letGo = [&world] { world.mirrorReference().reset(); };
-    switch (GetParam()) {
-        case 0:
-            world.lmn().ioQueue().sync([&] { letGo(); });
-            break;
-        case 1:
-            world.mirror().tapQueue().queue().async(letGo);
-            break;
-        case 2:
-            world.setNextCycle(letGo);
-            break;
-        default:
-            world.setNextFeeding(letGo);
+TEST(LastReferenceTest, destroysTheDeviceElsewhereThanOnTheMainQueue) {
+    using LetGo = std::function<void()>;
+    const std::vector<std::function<void(VirtualMirrorWorld&, LetGo)>> places{
+        [](auto& world, LetGo letGo) { world.lmn().ioQueue().sync(letGo); },
+        [](auto& world, LetGo letGo) { world.mirror().tapQueue().queue().async(std::move(letGo)); },
+        [](auto& world, LetGo letGo) { world.setNextCycle(std::move(letGo)); },
+        [](auto& world, LetGo letGo) { world.setNextFeeding(std::move(letGo)); },
+    };
+    for (const auto& dropLast : places) {
+        VirtualMirrorWorld world;
+        const LastWords lastWords;
+        world.connect({0});
+        world.play(PlayerScript().sound(60 * 44100));
+        world.run(1);
+        world.stopCapturing();
+        dropLast(world, [&world] { world.mirrorReference().reset(); });
+        world.run(1);
+        EXPECT_THAT(lastWords.queues(), testing::ElementsAre(&world.realm().mainQueue()));
+        EXPECT_EQ(world.realm().armedTimers(), 0U);
     }
-    world.run(1);
-    EXPECT_THAT(lastWords.queues(), testing::ElementsAre(&world.realm().mainQueue()));
-    EXPECT_EQ(world.realm().armedTimers(), 0U);
 }
-
-INSTANTIATE_TEST_SUITE_P(Queues, LastReferenceTest, testing::Range(0, 4));
 
 /// With threads: the device goes while its renderer's queue is about to begin to feed.
 TEST(ThreadedDestructionTest, racesWithTheRendererQueue) {

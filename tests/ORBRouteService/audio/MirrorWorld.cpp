@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <regex>
 #include <utility>
 
 namespace orb {
@@ -158,11 +157,10 @@ void MirrorWorld::connect(const std::vector<std::size_t>& receivers) {
     });
 }
 
-ScriptedPlayer& MirrorWorld::play(PlayerScript script, std::int32_t process) {
+void MirrorWorld::play(PlayerScript script, std::int32_t process) {
     auto& roster = static_cast<lmn::PlayerRoster&>(*served_);
     players_.push_back(std::make_shared<ScriptedPlayer>(roster, audioServer_.queue(), script));
     audioServer_.queue().sync([&] { players_.back()->join(process); });
-    return *players_.back();
 }
 
 Sound MirrorWorld::captured() {
@@ -187,8 +185,6 @@ std::vector<std::string> MirrorWorld::journal(std::size_t from) const {
         for (const std::string& known : {std::string("[Orbweaver] "), description_ + " "})
             if (text.starts_with(known))
                 text.erase(0, known.size());
-        static const std::regex address("0x[0-9a-f]+");
-        text = std::regex_replace(text, address, "*");
         lines.push_back(std::move(text));
     }
     lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(std::min(from, lines.size())));

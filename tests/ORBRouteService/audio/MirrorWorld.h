@@ -75,7 +75,7 @@ class MirrorWorld {
     void connect(const std::vector<std::size_t>& receivers);
 
     /// A player that begins to play its script now.
-    ScriptedPlayer& play(PlayerScript script, std::int32_t process = foreignProcess);
+    void play(PlayerScript script, std::int32_t process = foreignProcess);
 
     void setLastPause(dispatch::HostTime time) { lastPause_ = time; }
 

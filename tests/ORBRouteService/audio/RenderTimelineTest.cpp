@@ -130,14 +130,5 @@ TEST(RenderTimelineTest, aStartIsCorrectedOnceUntilAResetAndTheNextStart) {
     EXPECT_EQ(timeline.correct(off(-1.7), false).kind, Correction::none) << "the start is over";
 }
 
-TEST(RenderTimelineTest, aCorrectionMovesTheNextChunkByWholeFramesAndDurationsStay) {
-    RenderTimeline timeline = running(2);
-    timeline.correct(off(0.1), true); // 0.0005 x 8192 frames, to the nearest
-    const auto next = timeline.timeChunk(chunkFrames);
-    EXPECT_EQ(next.presentationTime, CMTimeAdd(seconds(1002), CMTimeMake(chunkFrames - 4, 44100)));
-    EXPECT_EQ(timeline.timeChunk(chunkFrames).presentationTime,
-              CMTimeAdd(next.presentationTime, CMTimeMake(chunkFrames, 44100)));
-}
-
 } // namespace
 } // namespace orb

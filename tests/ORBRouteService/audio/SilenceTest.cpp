@@ -82,10 +82,7 @@ TEST_P(SoundAfterStopTest, losesFramesOrIsHeardAtAnotherTimeThanTheLatencyAfterI
 
 INSTANTIATE_TEST_SUITE_P(OffTheCycle, SoundAfterStopTest, testing::Values(0, 1, 511));
 
-/// Nanoseconds between the user's pause and the cycle that brings the sound back.
-class ReconnectPauseTest : public testing::TestWithParam<std::int64_t> {};
-
-TEST_P(ReconnectPauseTest, isAskedForWithinTheReportedLatencyOfAPauseOrNoMoreAfterIt) {
+TEST(ReconnectPauseTest, aReconnectionIsAskedForWithinTheReportedLatencyOfAPauseOrNoMoreAfterIt) {
     const auto play = [](VirtualMirrorWorld& world) {
         world.connect({0});
         world.play(PlayerScript().sound(60 * 44100));
@@ -93,15 +90,14 @@ TEST_P(ReconnectPauseTest, isAskedForWithinTheReportedLatencyOfAPauseOrNoMoreAft
     };
     VirtualMirrorWorld rehearsal;
     play(rehearsal);
-    VirtualMirrorWorld world;
-    world.setLastPause(rehearsal.now() - dispatch::Nanoseconds{GetParam()});
-    play(world);
-    const double age = static_cast<double>(GetParam()) / 1e9;
-    EXPECT_EQ(world.mirror().needsReconnect(), age >= world.manager().reportedLatency());
+    for (const std::int64_t age : {2'108'190'022, 2'108'190'023}) { // ns, when the sound comes back
+        VirtualMirrorWorld world;
+        world.setLastPause(rehearsal.now() - dispatch::Nanoseconds{age});
+        play(world);
+        EXPECT_EQ(world.mirror().needsReconnect(),
+                  static_cast<double>(age) / 1e9 >= world.manager().reportedLatency());
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(AroundTheReportedLatency, ReconnectPauseTest,
-                         testing::Values(0, 2'108'190'022, 2'108'190'023, 10'000'000'000));
 
 } // namespace
 } // namespace orb

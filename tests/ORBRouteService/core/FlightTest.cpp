@@ -37,6 +37,7 @@ TEST(Flight, whatHappensToAServiceCanBeReadOffItsRecordingInItsOrderAndTime) {
     world.ask({kitchen});
     world.run(3);
     world.onMain([&] { world.system->manager().setRenderLatency(1); });
+    EXPECT_EQ(world.service->mirrorDevice()->targetDevices().size(), 1U) << "lost with the renderer";
     world.run(1);
     world.onMain([&] { kitchen->setVolume(0.25); });
     world.run(1);

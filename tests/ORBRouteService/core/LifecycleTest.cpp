@@ -13,7 +13,6 @@ namespace orb {
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 const std::string kitchen = R"({"name": "Kitchen", "id": "A1:00:00:00:00:01"})";
 
@@ -67,26 +66,12 @@ TEST(LifecycleTest, itStartsAsConfiguredAndCountsAsItsParent) {
     }
 }
 
-TEST(LifecycleTest, withoutAParentItEndsAfterThirtySeconds) {
-    ServiceWorld world(kitchen, {.hasParent = false});
-    world.run(29.95);
-    EXPECT_THAT(world.exits, IsEmpty());
-    world.run(0.1);
-    EXPECT_THAT(world.exits, ElementsAre(-1));
-    EXPECT_EQ(world.log.count(4,
-                              "ORBRouteService - Failed to set up remote port error=The operation "
-                              "“setupRemotePort()” timed out."),
-              1U);
-    EXPECT_EQ(world.log.count(1, "Terminating ORBRouteService: failed to set up remote port"), 1U);
-}
-
 TEST(LifecycleTest, theFirstCauseOfItsEndCountsAndNoOther) {
     ServiceWorld world(kitchen);
     EXPECT_FALSE(world.system->remoteCommands().playCommand.isEnabled());
     EXPECT_TRUE(world.system->remoteCommands().togglePlayPauseCommand.isEnabled());
     std::raise(SIGTERM);
     std::raise(SIGHUP);
-    std::raise(SIGTERM);
     world.realm.settle();
     EXPECT_THAT(world.exits, ElementsAre(0));
     EXPECT_EQ(world.log.count(1, "Terminating ORBRouteService: received signal "), 1U);
@@ -96,27 +81,6 @@ TEST(LifecycleTest, theFirstCauseOfItsEndCountsAndNoOther) {
         EXPECT_EQ(world.service->applicationShouldTerminate(), ORBRouteService::TerminateReply::cancel);
     });
     EXPECT_EQ(world.exits.size(), 1U);
-}
-
-TEST(LifecycleTest, itsParentsEndIsItsOwn) {
-    ServiceWorld world(kitchen);
-    world.onMain([&] { world.link.reset(); });
-    world.realm.settle();
-    EXPECT_THAT(world.exits, ElementsAre(0));
-    EXPECT_EQ(world.log.count(1, "Terminating ORBRouteService: parent process disconnected"), 1U);
-}
-
-TEST(LifecycleTest, whatIsToldFirstOfSettingsAndOverridesIsKnownAlready) {
-    ServiceWorld world(kitchen);
-    const auto rebuilt = [&] { return world.log.count(0, "Updating render device configuration"); };
-    EXPECT_EQ(rebuilt(), 1U);
-    const auto before = world.service->mirrorDevice();
-    for (const std::size_t expected : {1U, 2U, 3U}) {
-        world.onMain([&] { world.system->notifications().post(ORBConfigurationDidChange); });
-        world.onMain([&] { world.system->notifications().post(ORBDeviceOverrideDidChange); });
-        EXPECT_EQ(rebuilt(), expected);
-    }
-    EXPECT_NE(world.service->mirrorDevice(), before);
 }
 
 } // namespace

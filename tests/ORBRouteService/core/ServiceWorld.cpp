@@ -16,29 +16,19 @@ std::string nameOf(const LMNDeviceCodable& device) { return device.name.value_or
 } // namespace
 
 ServiceWorld::ServiceWorld(const std::string& entries, ServiceWorldOptions options)
-    : SimulatedService(realm, entries,
-                       {.supportsGroupedAirPlay = options.supportsGroupedAirPlay,
-                        .observers = [this](const std::string&) -> airplay::FrameObserver {
-                            return [this](std::span<const float> frames, airplay::FrameIndex first) {
-                                orbsim::put(heard, first, frames);
-                            };
-                        }}) {
-    if (options.hasParent) {
-        onMain([&] {
-            const ORBMessagePortContext context{.realm = realm,
-                                                .taskPool = system->taskPool(),
-                                                .notifications = parentsNotifications,
-                                                .runtimeDirectory = system->runtimeDirectory()};
-            link.emplace(context, orbctl::PortNames{.service = "service", .parent = "parent"}, *this);
-        });
-    }
+    : SimulatedService(realm, entries, {.supportsGroupedAirPlay = options.supportsGroupedAirPlay}) {
+    onMain([&] {
+        const ORBMessagePortContext context{.realm = realm,
+                                            .taskPool = system->taskPool(),
+                                            .notifications = parentsNotifications,
+                                            .runtimeDirectory = system->runtimeDirectory()};
+        link.emplace(context, orbctl::PortNames{.service = "service", .parent = "parent"}, *this);
+    });
     if (options.starts) {
         launch({"/bin/service", config().argument()});
-        if (options.hasParent) {
-            onMain([&] { tasks.spawn(connect()); });
-            realm.settle();
-            takeStory();
-        }
+        onMain([&] { tasks.spawn(connect()); });
+        realm.settle();
+        takeStory();
     }
 }
 

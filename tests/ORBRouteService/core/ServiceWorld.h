@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "bench/orbsim/NumberedSound.h"
 #include "bench/orbsim/SimulatedService.h"
 #include "orbctl/client/ServiceLink.h"
 #include "platform/lmn/LogCapture.h"
@@ -16,20 +15,16 @@
 namespace orb {
 
 using orbsim::PlayerScript;
-using orbsim::Stretch;
-using orbsim::stretchesOf;
 
 struct ServiceWorldOptions {
     bool supportsGroupedAirPlay = false;
-    bool hasParent = true; // whose port is there from the start
-    bool starts = true;    // with a launch configuration that is right
+    bool starts = true; // with a launch configuration that is right
 };
 
 /// A service's time, and what it leaves to be looked at.
 struct ServiceEvidence {
     dispatch::VirtualRealm realm;
     lmn::LogCapture log;
-    orbsim::Sound heard; // by all receivers together, by frames of the route's time line
 };
 
 /// The whole service with its parent. The parent's story is what it is told and answered, in order.

@@ -27,28 +27,6 @@ class AVOutputAccessorsTest : public OutputsFixture {
     }
 };
 
-TEST_F(AVOutputAccessorsTest, aRecordIsReadAsItStandsAndLacksWhatIsNoText) {
-    EXPECT_EQ(txtRecordData(device(mac)), std::nullopt);
-    EXPECT_EQ(txtRecord(device(mac)), std::nullopt);
-    AVOutputDeviceBridge output = device(mac);
-    output.setAirPlayProperties({{"Other", {"x"}}});
-    EXPECT_EQ(txtRecord(output), std::nullopt);
-    output.setAirPlayProperties({{"AirPlayTXTRecord", {""}}});
-    EXPECT_EQ(txtRecord(output), TxtRecord{}) << "an empty record is one";
-    const AVOutputDeviceBridge damaged = device(mac, {{"pk", "\xFF"}, {"tsid", "ü"}, {"btaddr", ""}});
-    EXPECT_EQ(txtRecordData(damaged)->at("pk"), foundation::Data{"\xFF"});
-    EXPECT_EQ(txtRecord(damaged), (TxtRecord{{"btaddr", ""}, {"tsid", "ü"}}));
-}
-
-TEST_F(AVOutputAccessorsTest, factsComeFromTheRecordElseFromTheDevice) {
-    EXPECT_EQ(fwMACAddress(device(mac)), fullMac);
-    EXPECT_EQ(fwMACAddress(device(mac, {{"deviceid", "112233aabbcc"}})), "11:22:33:AA:BB:CC");
-    EXPECT_EQ(fwMACAddress(device(mac, {{"deviceid", "\xFF"}})), fullMac);
-    EXPECT_EQ(fwBTAddress(device(mac)) + fwPK(device(mac)) + fwTSID(device(mac)).value_or("none"), "none");
-    const AVOutputDeviceBridge output = device(mac, {{"btaddr", "b"}, {"pk", "p"}, {"tsid", "t"}});
-    EXPECT_EQ(std::tuple(fwBTAddress(output), fwPK(output), fwTSID(output)), std::tuple("b", "p", "t"));
-}
-
 TEST_F(AVOutputAccessorsTest, theVirtualDeviceIsFoundThoughHiddenElseMadeAndOneForAGroup) {
     const auto hidden = make({.name = "Hidden", .deviceUID = prefix + "11:22", .hidden = true});
     EXPECT_EQ(lmnDevice(device(mac, {{"deviceid", "1122"}})), hidden);

@@ -5,7 +5,6 @@
 
 #include "platform/foundation/SharedInstance.h"
 #include "tests/ORBRouteService/devices/DevicesFixture.h"
-#include "tests/platform/foundation/coding/decodingFailure.h"
 
 #include <cerrno>
 #include <tuple>
@@ -13,8 +12,6 @@
 namespace orb {
 namespace {
 
-using foundation::decodeJSON;
-using foundation::encodeJSON;
 using Shared = foundation::SharedInstance<lmn::LMNDeviceManager>;
 
 class LMNDeviceCodableTest : public DevicesFixture {
@@ -49,15 +46,6 @@ TEST_F(LMNDeviceCodableTest, whatRestoresNothingIsToldByNameAndWithoutTheArchive
     EXPECT_EQ(restoreFailure(named), "The device “Kitchen” cannot be restored.");
     EXPECT_EQ(restoreFailure(secret), "A device cannot be restored.");
     EXPECT_THROW(createDevice(manager, "nobody", "", false), DeviceRestoreError) << "a UID is needed";
-}
-
-TEST_F(LMNDeviceCodableTest, aCreatedDeviceIsStereoAndSeenByAll) {
-    const auto device = createDevice(manager, "Kitchen", "com.fernwick.Orbweaver::A1", true);
-    const lmn::LMNVirtualDeviceConfig& config = device->config();
-    EXPECT_EQ(
-        std::tuple(config.name, config.deviceUID, config.hidden, config.inputChannels, config.outputChannels),
-        std::tuple("Kitchen", "com.fernwick.Orbweaver::A1", false, 0U, 2U));
-    EXPECT_EQ(manager.deviceWithDeviceUID("com.fernwick.Orbweaver::A1", false), device);
 }
 
 } // namespace

@@ -7,8 +7,6 @@
 #include "ORBRouteService/ipc/ORBServiceToAppMessage.h"
 #include "ORBRouteService/ipc/ORBUpdateDevicesReply.h"
 
-#include "tests/platform/foundation/coding/decodingFailure.h"
-
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -18,7 +16,6 @@ namespace {
 
 using foundation::Data;
 using foundation::decodeJSON;
-using foundation::decodingFailure;
 using foundation::encodeJSON;
 
 const foundation::UUID uuid = foundation::UUID::fromString("3F2504E0-4F89-41D3-9A0C-0305E82C3301").value();
@@ -47,35 +44,6 @@ TEST(MessagesTest, everyMessageHasItsForm) {
     expectForm(IPCError("no “x”", uuid),
                R"({"error":"no “x”","uuid":"3F2504E0-4F89-41D3-9A0C-0305E82C3301"})");
     expectForm(IPCCancellationError(), "{}");
-}
-
-TEST(MessagesTest, anEnvelopeHoldsTheCodedMessageAndTakesAnIdentifier) {
-    IPCMessage message = IPCMessage::wrapping(ORBAppToServiceMessage(UpdateDevices{}));
-    EXPECT_EQ(message.payload(), Data{R"({"updateDevices":{"devices":[]}})"});
-    EXPECT_NE(message.uuid(), IPCMessage::wrapping(IPCCancellationError()).uuid());
-    EXPECT_NE(IPCError("").uuid(), IPCError("").uuid());
-    message.setUUID(uuid);
-    expectForm(message, R"({"payload":"eyJ1cGRhdGVEZXZpY2VzIjp7ImRldmljZXMiOltdfX0=",)"
-                        R"("uuid":"3F2504E0-4F89-41D3-9A0C-0305E82C3301"})");
-    EXPECT_EQ(decodeJSON<IPCMessage>(R"({"version":[2],"uuid":"3f2504e0-4f89-41d3-9a0c-0305e82c3301",)"
-                                     R"("payload":"eyJ1cGRhdGVEZXZpY2VzIjp7ImRldmljZXMiOltdfX0="})"),
-              message);
-}
-
-TEST(MessagesTest, aBadEnvelopeOrMessageIsRefusedWithItsReason) {
-    EXPECT_EQ(decodingFailure<IPCMessage>(R"({"payload":"e30="})"),
-              "key not found: No value for the key \"uuid\".");
-    EXPECT_EQ(decodingFailure<IPCMessage>(R"({"payload":"","uuid":"3F2504E0"})"),
-              "data corrupted at uuid: The text is not a UUID.");
-    EXPECT_EQ(decodingFailure<ORBServiceToAppMessage>(
-                  R"({"deviceConnected":{"device":{"data":"AA=="}},"deviceConnecting":{"devices":[]}})"),
-              "type mismatch: Invalid number of keys found, expected one.");
-    EXPECT_EQ(
-        decodingFailure<ORBDeviceConnectionError>(R"({"expectedDeviceMismatch":{"expected":{"data":""}}})"),
-        "key not found at expectedDeviceMismatch: No value for the key \"got\".");
-    EXPECT_EQ(decodingFailure<ORBDeviceConnectionError>(R"({"noPickerWindow":{"device":7}})"), "read");
-    EXPECT_EQ(decodingFailure<ORBDeviceConnectionError>(R"({"noPickerWindow":7})"),
-              "type mismatch at noPickerWindow: Expected an object, found an integer.");
 }
 
 } // namespace

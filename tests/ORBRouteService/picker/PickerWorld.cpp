@@ -5,7 +5,6 @@
 #include "ORBRouteService/devices/createDevice.h"
 #include "ORBRouteService/ipc/ORBDeviceConnectionError.h"
 #include "ORBRouteService/picker/toolkit/AXSearch.h"
-#include "ORBRouteService/picker/waiting/OperationTimeout.h"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
@@ -100,9 +99,7 @@ dispatch::Task<> PickerWorld::note(std::shared_ptr<Ending> ending, const dispatc
         outcome = co_await request();
     } catch (const ORBDeviceConnectionError& error) {
         outcome = error.description();
-    } catch (const OperationTimeout& error) {
-        outcome = error.what();
-    } catch (const dispatch::CancellationError& error) {
+    } catch (const std::exception& error) { // a time-out, or cancelled
         outcome = error.what();
     }
     ending->seconds = dispatch::toSeconds(clock.now() - start);

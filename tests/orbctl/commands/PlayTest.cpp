@@ -121,16 +121,6 @@ TEST_F(PlayTest, aReceiverThatRefusesIsToldInTheServicesWordsAndSilencesNoOther)
     expectNothingLeft();
 }
 
-TEST_F(PlayTest, theSoundOfAPipeIsHeardToo) {
-    auto process = support::PeerProcess(
-        {"/bin/sh", "-c",
-         "cat '" + file("tone.wav") + "' | " HOUSE_BIN_DIR "/orbctl play - --to Kitchen --latency 0.3"},
-        environment());
-    EXPECT_EQ(process.line(), "played 0:01 to Kitchen");
-    EXPECT_EQ(process.end(), 0);
-    EXPECT_TRUE(holdsTone("kitchen.wav"));
-}
-
 TEST_F(PlayTest, aSettingThatChangesDuringPlayDoesNotEndIt) {
     auto process = start(play({"--to", "Kitchen", "--log", file("log")}));
     eventOf(process, "progress");

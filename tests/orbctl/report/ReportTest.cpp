@@ -97,15 +97,6 @@ TEST_F(ReportTest, tellsWhoPlayedWhatAndLetsNoTextBecomeMarkup) {
     EXPECT_THAT(page(), HasSubstr("but not its first 441 frames (0.010 s)"));
 }
 
-TEST_F(ReportTest, saysWhatCannotBeRead) {
-    data_.receivers.push_back({"Hall", directory_ / "missing.wav"});
-    EXPECT_THAT(page(), AllOf(HasSubstr("Hall: "), HasSubstr("missing.wav: there is no such file")));
-    data_.receivers = {data_.receivers.back()};
-    EXPECT_THAT(page(), HasSubstr("No recording can be compared"));
-    data_.source.files = {directory_ / "missing.wav"};
-    EXPECT_THROW(page(), SoundFileError);
-}
-
 TEST_F(ReportTest, comparesReceiversWithEachOtherWhenTheSourceIsGone) {
     data_.source.files.clear();
     EXPECT_THAT(page(), AllOf(HasSubstr("400 frames differ"), Not(HasSubstr("against the source"))));

@@ -84,16 +84,6 @@ TEST_F(SourceSoundTest, KeepsPitchLevelAndLengthWhenResampling) {
     }
 }
 
-TEST_F(SourceSoundTest, ResamplesEachFileByItselfSoThatJoinsHaveNoMemory) {
-    const auto tone =
-        write("tone.flac", 48000, 1, sine(48000, 3000.0, 30000), SF_FORMAT_FLAC | SF_FORMAT_PCM_24);
-    const auto low = write("low.wav", 8000, 1, sine(8000, 200.0, 5000));
-    const Samples first = readAll(*SourceSound::open({.files = {tone}}));
-    const Samples second = readAll(*SourceSound::open({.files = {low}}));
-    const auto both = SourceSound::open({.files = {tone, low}});
-    EXPECT_EQ(readAll(*both), joined({first, second}));
-}
-
 TEST_F(SourceSoundTest, YieldsTheSameFramesWhateverIsReadAtOnceAndWithOrWithoutCache) {
     const auto file = write("a.wav", 48000, 2, noise(20000, 6));
     SourceSoundOptions options{.files = {file}, .lengthFrames = 60000};
@@ -163,14 +153,6 @@ TEST_F(SourceSoundTest, RefusesUnusableFilesByNameAndReason) {
             EXPECT_THAT(error.what(), HasSubstr(file.string()));
         }
     }
-}
-
-TEST_F(SourceSoundTest, RefusesSenselessLengthsInsteadOfStreamingForEver) {
-    const auto file = write("a.wav", 44100, 2, {0.1F, 0.2F});
-    EXPECT_THROW(SourceSound::open({}), std::invalid_argument);
-    EXPECT_THROW(SourceSound::open({.files = {file}, .lengthFrames = -1}), std::invalid_argument);
-    EXPECT_THROW(SourceSound::open({.files = {file}, .atLeastSeconds = std::nan("")}), std::invalid_argument);
-    EXPECT_THROW(SourceSound::open({.files = {file}, .atLeastSeconds = 1e300}), std::invalid_argument);
 }
 
 TEST_F(SourceSoundTest, ReadsRecordingsUnchangedAndRefusesOtherFiles) {

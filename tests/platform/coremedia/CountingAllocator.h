@@ -27,7 +27,6 @@ class CountingAllocator final : public CMAllocator {
         defaultAllocator().deallocate(memory, size, alignment);
     }
 
-    std::size_t requests() const { return requests_; }
     std::size_t liveBytes() const { return liveBytes_; }
 
   private:

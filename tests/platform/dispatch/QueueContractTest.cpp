@@ -49,19 +49,6 @@ TYPED_TEST(QueueContractTest, workRunsInOrderUntilTheQueueIsCancelledAndLetsNoCa
     EXPECT_TRUE(std::ranges::is_sorted(order));
 }
 
-TYPED_TEST(QueueContractTest, delayedWorkRunsInTheOrderOfItsDeadlinesAndNotWhenCancelled) {
-    Queue& main = this->world.realm.mainQueue();
-    const auto other = this->world.realm.makeQueue("other");
-    std::vector<int> order;
-    main.asyncAfter(30ms, [&] { order.push_back(3); });
-    main.asyncAfter(10ms, [&] { order.push_back(1); });
-    const auto cancelled = main.asyncAfter(15ms, [&] { order.push_back(-1); });
-    other->async([&] { main.asyncAfter(20ms, [&] { order.push_back(2); }); });
-    cancelled->cancel();
-    this->world.runUntil([&] { return order.size() == 3; });
-    EXPECT_EQ(order, (std::vector{1, 2, 3}));
-}
-
 Task<> takeAll(Semaphore& semaphore, int& taken, bool& ended) {
     for (;;) {
         const bool came = co_await semaphore.wait(200ms);

@@ -1,16 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "platform/dispatch/virtual/VirtualRealm.h"
 
-#include <boost/asio/local/connect_pair.hpp>
-#include <boost/asio/local/stream_protocol.hpp>
-#include <boost/asio/read.hpp>
-#include <boost/asio/write.hpp>
-
 #include <gtest/gtest.h>
 
-#include <array>
 #include <random>
-#include <thread>
 
 namespace dispatch {
 namespace {
@@ -43,29 +36,6 @@ TEST(TimerHeapTest, randomArmingAndCancellingFiresWhatIsLeftInOrderOfDeadlineAnd
             EXPECT_EQ(fired[index], expected[index].second);
         queue.sync([&] { timers.clear(); });
     }
-}
-
-TEST(VirtualRealmTest, timeStandsStillUntilTheOutsideHasPaidWhatItOwes) {
-    VirtualRealm realm;
-    boost::asio::local::stream_protocol::socket inside(realm.mainQueue().ioContext());
-    boost::asio::local::stream_protocol::socket outside(realm.mainQueue().ioContext());
-    boost::asio::local::connect_pair(inside, outside);
-    std::array<char, 1> byte{};
-    bool arrived = false;
-    boost::asio::async_read(inside, boost::asio::buffer(byte), [&](auto, auto) { arrived = true; });
-    const auto debt = realm.awaitOutside("one byte", [&] { return arrived; });
-
-    const HostTime before = realm.clock().now();
-    HostTime arrivedAt{};
-    std::thread sender([&] { boost::asio::write(outside, boost::asio::buffer("x", 1)); });
-    ASSERT_TRUE(realm.advanceUntil(
-        [&] {
-            arrivedAt = realm.clock().now();
-            return arrived;
-        },
-        1h));
-    sender.join();
-    EXPECT_EQ(arrivedAt, before);
 }
 
 } // namespace

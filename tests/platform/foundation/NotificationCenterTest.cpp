@@ -17,14 +17,15 @@ TEST(NotificationCenterTest, whatIsUnderWayToAQueueIsNotDeliveredOnceTheSubscrip
     NotificationCenter center;
     const auto queue = realm.makeQueue("observer");
     Journal journal;
-    Subscription elsewhere =
-        center.observe("Name", nullptr, queue.get(), [&](const Notification&) { journal.push_back("a"); });
-    Subscription onQueue =
-        center.observe("Name", nullptr, queue.get(), [&](const Notification&) { journal.push_back("b"); });
-    const auto kept = center.observe("Name", nullptr, queue.get(), [&](const Notification&) {
-        EXPECT_TRUE(queue->isCurrent());
-        journal.push_back("c");
-    });
+    const auto note = [&](const char* name) {
+        return center.observe("Name", nullptr, queue.get(), [&, name](const Notification&) {
+            EXPECT_TRUE(queue->isCurrent());
+            journal.emplace_back(name);
+        });
+    };
+    Subscription elsewhere = note("a");
+    Subscription onQueue = note("b");
+    const auto kept = note("c");
     queue->async([&] { onQueue = {}; });
     center.post("Name");
     elsewhere.cancel();

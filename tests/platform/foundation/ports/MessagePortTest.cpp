@@ -49,9 +49,10 @@ TEST_F(MessagePortTest, aSenderThatMisbehavesIsReportedAndHarmsNobody) {
     }
     support::connectedSocket(socketPath()).reset(); // only looks whether somebody is there
     const FileDescriptor quiet = support::connectedSocket(socketPath());
-    EXPECT_EQ(good->sendRequest(1, "good"), Result::success);
+    const std::string largest(maximumMessage, 'x');
+    EXPECT_EQ(good->sendRequest(-2, largest), Result::success);
     ASSERT_TRUE(runUntilArrived(1));
-    EXPECT_THAT(arrived, ElementsAre(std::pair(1, "good")));
+    EXPECT_TRUE(arrived == (Messages{{-2, largest}}));
     EXPECT_EQ(reports.size(), expected);
 }
 
