@@ -13,6 +13,7 @@
 namespace orbsim {
 namespace {
 
+/// For whoever looks for what broke a rule. So few that they are long full when memory is compared.
 constexpr std::size_t linesKept = 40;
 
 /// Between a cause and what is done about it: timers are late, and messages take turns.

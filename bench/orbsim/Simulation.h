@@ -122,6 +122,7 @@ class Simulation {
     void noteRouted();
     void noteSights();
     Outputs routedOutputs() const;
+    static UIDs UIDsOf(const Outputs& outputs);
     UIDs routedUIDs() const;
 
     void makeDevices();

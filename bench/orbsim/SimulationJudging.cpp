@@ -89,7 +89,7 @@ void Simulation::noteRouted() {
         descriptions.insert(output->description());
     }
     log_.forgetAllBut(descriptions);
-    routed_ = routedUIDs();
+    routed_ = UIDsOf(outputs_);
     routedSince_ = verdict_.now();
     touchVolumes();
 }
@@ -104,13 +104,15 @@ Simulation::Outputs Simulation::routedOutputs() const {
     return outputs;
 }
 
-Simulation::UIDs Simulation::routedUIDs() const {
+Simulation::UIDs Simulation::UIDsOf(const Outputs& outputs) {
     UIDs devices;
-    for (const auto& [device, outputs] : routedOutputs()) {
-        devices.insert(device);
+    for (const auto& entry : outputs) {
+        devices.insert(entry.first);
     }
     return devices;
 }
+
+Simulation::UIDs Simulation::routedUIDs() const { return UIDsOf(routedOutputs()); }
 
 bool Simulation::isBusy() const {
     return parent_->isWaiting() || service_->service->deviceUpdateInProgress();

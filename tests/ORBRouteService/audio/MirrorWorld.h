@@ -160,8 +160,10 @@ class HandDrivenIO {
     void capture() { context_->processIO(buffer_); }
     void render() { mirror_.performIOCycle(mirror_.runner(), 0); }
     void run(std::int64_t cycles) {
-        for (; cycles > 0; --cycles)
-            capture(), render();
+        for (; cycles > 0; --cycles) {
+            capture();
+            render();
+        }
     }
 
     lmn::LMNTapIOContext& context() { return *context_; }

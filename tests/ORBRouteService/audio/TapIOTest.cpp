@@ -54,7 +54,10 @@ TEST_F(TapIOTest, aStopOfTheSessionLeavesSoundInTheQueueOrTheRenderer) {
         world.run(cycleSeconds);
     }
     ASSERT_FALSE(world.enqueued().empty());
-    onIOQueue([&] { first.capture(), second.capture(); });
+    onIOQueue([&] {
+        first.capture();
+        second.capture();
+    });
     world.mirror().runner().stop();
     world.run(0.01);
     EXPECT_EQ(world.mirror().syncronizer().rate(), 0.0F);
